@@ -1,0 +1,347 @@
+# First process of the simulated router: builds it from the scenario's tables,
+# runs the command and, by ending, takes every process left behind with it.
+#
+#   boot.bash SIM_DIRECTORY SCENARIO_DIRECTORY COMMAND [ARGUMENT...]
+#
+# Start-up time is paid by every test, hence one `ip`, one `conntrack` and shell
+# built-ins where a process can be saved.
+# shellcheck shell=bash
+# The rows of the tables go to functions that are called by name.
+# shellcheck disable=SC2317
+set -u
+
+sim=$1
+scenario=$2
+shift 2
+
+wan_address=203.0.113.10
+machine=/run/sim
+here=$PWD
+
+die() {
+	printf 'gateway: set-up step failed: %s\n' "$*" >&2
+	exit 78
+}
+
+# step NAME COMMAND... - runs a command that says nothing unless it fails.
+step() {
+	local name=$1 said
+	shift
+	said=$("$@" 2>&1) || die "$name: ${said//$'\n'/; }"
+}
+
+# put VALUE FILE - for kernel settings; a redirection saves the process.
+put() {
+	{ printf '%s\n' "$1" >"$2"; } 2>/dev/null || die "write $1 to $2"
+}
+
+# --- file systems ------------------------------------------------------------
+
+# Directories and files below the covered ones that have to stay visible. They
+# are held open, because once something is mounted above them a descriptor is the
+# only name they have left.
+kept_paths=()
+kept_fds=()
+
+keep() {
+	local path=$1 fd
+	case $path in
+	/tmp/?* | /run/?*) ;;
+	*) return 0 ;;
+	esac
+	[[ -e $path ]] || return 0
+	{ exec {fd}<"$path"; } 2>/dev/null || die "keep $path visible: cannot open it"
+	kept_paths+=("$path")
+	kept_fds+=("$fd")
+}
+
+# A program comes with what lies beside it, unless that would be all of /tmp.
+keep_command() {
+	local path=$1
+	[[ $path == */* ]] || return 0
+	[[ $path == /* ]] || path=$here/$path
+	case ${path%/*} in
+	/tmp | /run) keep "$path" ;;
+	*) keep "${path%/*}" ;;
+	esac
+}
+
+keep_all() {
+	local path
+	local -a more
+	keep "${sim%/*}"
+	keep "${scenario%/*}"
+	keep "$here"
+	keep_command "$1"
+	IFS=: read -ra more <<<"${SIM_KEEP-}"
+	for path in "${more[@]}"; do
+		keep "$path"
+	done
+}
+
+cover() {
+	step "mount a private $1" mount -t tmpfs -o "mode=$2" tmpfs "$1"
+}
+
+restore_kept() {
+	local i path fd
+	for i in "${!kept_paths[@]}"; do
+		path=${kept_paths[i]}
+		fd=${kept_fds[i]}
+		if [[ -d /proc/self/fd/$fd ]]; then
+			step "make $path" mkdir -p "$path"
+		else
+			step "make ${path%/*}" mkdir -p "${path%/*}"
+			[[ -e $path ]] || put '' "$path"
+		fi
+		# Without -c mount would resolve the descriptor to the path that is
+		# covered now.
+		step "keep $path visible" mount -c --rbind "/proc/self/fd/$fd" "$path"
+		exec {fd}<&-
+	done
+}
+
+# layer NAME TARGET [EXTRA_LOWER] - a writable layer over TARGET, with
+# EXTRA_LOWER's files in front of those that are there.
+layer() {
+	local name=$1 target=$2 lower=${3:+$3:}$2
+	step "lay a writable layer over $target" mount -t overlay -o \
+		"userxattr,lowerdir=$lower,upperdir=$machine/layer/$name,workdir=$machine/layer/$name.work" \
+		overlay "$target"
+}
+
+make_file_systems() {
+	cover /run 755
+	cover /tmp 1777
+	restore_kept
+	unset TMPDIR
+
+	local l=$machine/layer
+	step 'make the work area' mkdir -p "$machine"/{radio,station,boot,lock} \
+		"$l"/{etc,usrbin,bin}{,.work}
+	step 'copy the tools' cp -R "$sim/bin" "$sim/lib" "$machine/"
+	if [[ -d $scenario/ubus ]]; then
+		step 'copy the ubus answers' cp -R "$scenario/ubus" "$machine/"
+	fi
+	step 'make the shell' ln -s "$(type -P busybox)" "$machine/bin/sh"
+
+	layer etc /etc
+	layer usrbin /usr/bin "$machine/bin"
+	[[ -L /bin ]] || layer bin /bin "$machine/bin"
+
+	# Optional: some containers do not let sysfs be mounted. Only
+	# /sys/class/net is wrong then.
+	mount -t sysfs sysfs /sys 2>/dev/null
+	hash -r
+}
+
+# --- tables ------------------------------------------------------------------
+
+# each_row TABLE COLUMNS HANDLER - calls HANDLER with the cells of every row.
+# COLUMNS may name several counts ("2|5"). A table that is missing has no rows.
+each_row() {
+	local file=$scenario/$1 columns=$2 handler=$3 line
+	local -a cell
+	row=0
+	[[ -e $file ]] || return 0
+	[[ -r $file ]] || die "read ${file##*/}: not readable"
+	set -f
+	while read -r line || [[ -n $line ]]; do
+		((++row))
+		[[ -n $line && $line != '#'* ]] || continue
+		# Splitting is what is wanted; globbing is off for the "*" host name.
+		# shellcheck disable=SC2206
+		cell=($line)
+		[[ "|$columns|" == *"|${#cell[@]}|"* ]] ||
+			die "read the scenario: $1:$row: ${#cell[@]} columns, want ${columns//|/ or }"
+		"$handler" "${cell[@]}"
+	done <"$file"
+	set +f
+}
+
+radios=()
+
+add_radio() {
+	radios+=("$1")
+	printf "%s='%s'\n" \
+		channel "$2" word "$3" version "$4" knoise "$5" tx "$6" inbss "$7" \
+		obss "$8" nocat "$9" nopkt "${10}" doze "${11}" txop "${12}" \
+		goodtx "${13}" badtx "${14}" glitch "${15}" glitch_rate "${16}" \
+		badplcp "${17}" badplcp_rate "${18}" idle "${19}" busy "${20}" \
+		timestamp "${21}" >"$machine/radio/$1"
+	step "make the stations of $1" mkdir "$machine/station/$1"
+}
+
+# A station's file is named by its address the way the driver prints it, so
+# that the reports find it without a search.
+add_station() {
+	[[ -d $machine/station/$1 ]] ||
+		die "read the scenario: stations:$row: no radio $1"
+	printf "%s='%s'\n" \
+		kind "$3" width "$4" aid "$5" idle "$6" since "$7" signal "$8" \
+		rssi "$9" noise "${10}" tx_kbps "${11}" rx_kbps "${12}" \
+		tx_bytes "${13}" tx_rate "${14}" tx_size "${15}" tx_retry "${16}" \
+		tx_fail "${17}" rx_bytes "${18}" rx_rate "${19}" rx_size "${20}" \
+		rx_retry "${21}" >"$machine/station/$1/${2^^}"
+}
+
+lease_lines=
+
+add_lease() {
+	lease_lines+="$*"$'\n'
+}
+
+neighbour_lines=
+
+add_neighbour() {
+	local address=$1 mac=$2 state=$3 dev=$4 flags=$5
+	neighbour_lines+="neigh add $address dev $dev nud ${state,,}"
+	[[ $mac == - ]] || neighbour_lines+=" lladdr $mac"
+	[[ $flags == - ]] || neighbour_lines+=" ${flags//,/ }"
+	neighbour_lines+=$'\n'
+}
+
+flow_lines=
+flow_rows=()
+
+add_flow() {
+	local proto=$1 src=$2 sport=$3 dst=$4 dport=$5 state=$6 status=$7 mark=$8
+	local timeout=$9 reply_src=${10} reply_dst=${11}
+	local line="-I -p $proto -s $src -d $dst -t $timeout"
+
+	[[ $reply_src == - ]] && reply_src=$dst
+	[[ $reply_dst == - ]] && reply_dst=$src
+	[[ $reply_dst == wan ]] && reply_dst=$wan_address
+	case $proto in
+	icmp | icmpv6)
+		# conntrack works the reply of an echo out by itself, and takes none.
+		line+=" --$proto-id $sport --$proto-type ${dport%/*} --$proto-code ${dport#*/}"
+		;;
+	*)
+		line+=" -r $reply_src -q $reply_dst"
+		[[ $sport == - ]] || line+=" --sport $sport --dport $dport --reply-port-src $dport --reply-port-dst $sport"
+		;;
+	esac
+	[[ $state == - ]] || line+=" --state $state"
+	[[ $status == - ]] || line+=" -u $status"
+	[[ $mark == - ]] || line+=" -m $mark"
+	flow_lines+=$line$'\n'
+	flow_rows+=("$row:$line")
+}
+
+read_scenario() {
+	each_row radios 21 add_radio
+	each_row stations 21 add_station
+	each_row leases '2|4|5' add_lease
+	each_row neighbours 5 add_neighbour
+	each_row flows 11 add_flow
+	printf '%s' "$lease_lines" >/etc/dhcp_lan.leases ||
+		die 'write /etc/dhcp_lan.leases'
+}
+
+# --- network -----------------------------------------------------------------
+
+set_defaults() {
+	local net=/proc/sys/net
+
+	put 1 $net/ipv4/ip_forward
+	put 1 $net/ipv6/conf/all/forwarding
+	# No wait for duplicate addresses: nobody else is on these wires.
+	put 0 $net/ipv6/conf/default/accept_dad
+	put 0 $net/ipv6/conf/default/dad_transmits
+	# Naming the table loads the module that brings the setting.
+	[[ -e $net/netfilter/nf_conntrack_acct ]] || conntrack -C >/dev/null 2>&1
+	put 1 $net/netfilter/nf_conntrack_acct
+}
+
+# Nobody answers for the made-up neighbours, so the states a scenario gives them
+# must outlast the slowest test. Retransmission itself stays quick: real clients
+# are looked for on the same bridge. The settings count from an entry's next
+# timer on, so they may come after the entries.
+preserve_neighbours() {
+	local family dev
+	for family in ipv4 ipv6; do
+		for dev in br-lan eth3; do
+			local to=/proc/sys/net/$family/neigh/$dev
+			put 86400000 "$to/base_reachable_time_ms"
+			put 86400 "$to/ucast_solicit"
+			put 86400 "$to/mcast_solicit"
+		done
+	done
+}
+
+# The far ends of the wires lie on this machine too: with ARP on they would
+# answer for the gateway's addresses beside br-lan.
+print_network() {
+	local radio n=0
+	lines 'link set lo up' \
+		'link add br-lan address 02:00:5e:00:01:01 type bridge' \
+		'link add eth3 address 02:00:5e:00:01:03 type veth peer name eth3-net' \
+		'link set eth3-net addrgenmode none arp off up' \
+		'link set eth3 up' \
+		'link set br-lan up' \
+		'address add 192.168.1.1/24 dev br-lan' \
+		'address add fd42:c0de:1::1/64 dev br-lan nodad' \
+		"address add $wan_address/24 dev eth3" \
+		'address add 2001:db8:0:10::10/64 dev eth3 nodad' \
+		'route add default via 203.0.113.1 dev eth3'
+	for radio in "${radios[@]}"; do
+		lines "link add $radio address 02:00:5e:00:02:0$((n++)) type veth peer name $radio-air" \
+			"link set $radio-air addrgenmode none arp off up" \
+			"link set $radio master br-lan up"
+	done
+	printf '%s' "$neighbour_lines"
+}
+
+lines() {
+	printf '%s\n' "$@"
+}
+
+make_network() {
+	local batch=$machine/boot/network said line=
+	set_defaults
+	print_network >"$batch"
+	if ! said=$(ip -batch "$batch" 2>&1); then
+		[[ $said =~ :([0-9]+)$ ]] &&
+			mapfile -t -s $((BASH_REMATCH[1] - 1)) -n 1 line <"$batch"
+		die "make the network: ${said//$'\n'/; }: ${line[0]}"
+	fi
+	preserve_neighbours
+}
+
+# conntrack says neither which line it stumbled over nor always that it did.
+make_flows() {
+	local batch=$machine/boot/flows said count one
+	((${#flow_rows[@]})) || return 0
+	printf '%s' "$flow_lines" >"$batch"
+	said=$(conntrack -R "$batch" 2>&1)
+	read -r count </proc/sys/net/netfilter/nf_conntrack_count
+	((count == ${#flow_rows[@]})) && return
+	conntrack -F 2>/dev/null
+	for one in "${flow_rows[@]}"; do
+		said=$(conntrack -R - <<<"${one#*:}" 2>&1) ||
+			die "make the connections: flows:${one%%:*}: ${said//$'\n'/; }"
+	done
+	die "make the connections: $count of ${#flow_rows[@]} made: ${said//$'\n'/; }"
+}
+
+# --- the machine -------------------------------------------------------------
+
+keep_all "$1"
+make_file_systems
+read_scenario
+make_network
+make_flows
+
+read -r uptime _ </proc/uptime
+put "$uptime" "$machine/uptime-at-boot"
+: >"$machine/tools.log"
+
+export SIM_SCENARIO=${scenario##*/}
+cd "$here" 2>/dev/null || cd / || die 'find a working directory'
+
+# An interrupt is for the command; this shell stays to report how it ended. The
+# subshell's exec makes sure that the command is a program, not a function here.
+trap : INT QUIT
+(exec "$@")
+exit $?

@@ -1,0 +1,26 @@
+# What the simulated tools share. Runs under BusyBox's shell.
+#
+# A gateway has a slow processor and so does a test that lists 64 stations many
+# times: functions hand results over in variables, because $(...) costs a process.
+# shellcheck shell=dash disable=SC2034,SC3043
+
+sim=/run/sim
+
+# called TOOL ARGUMENT... - notes the call for tests that count them.
+called() {
+	printf '%s\n' "$*" >>$sim/tools.log
+}
+
+# Sets elapsed to the hundredths of seconds since the gateway booted.
+read_clock() {
+	local now boot rest
+	read -r now rest </proc/uptime
+	read -r boot <$sim/uptime-at-boot
+	# A leading 1 keeps "08" from being taken for octal.
+	elapsed=$(((${now%.*} - ${boot%.*}) * 100 + 1${now#*.} - 1${boot#*.}))
+}
+
+# grow NAME BASE RATE - sets NAME to BASE plus RATE for every second so far.
+grow() {
+	eval "$1=\$(($2 + $3 * elapsed / 100))"
+}
