@@ -2,6 +2,7 @@
 
 #include "ops-registry.h"
 
+#include "harness.h"
 #include "platform-slots.hpp"
 #include "vantu-ll-api/log.h"
 
@@ -23,6 +24,14 @@ const platform_slot *slot_at(int place)
 }
 
 } // namespace
+
+int check_function_pointer(const char *funcname, bool is_set)
+{
+    if (is_set)
+        return 0;
+    log_debug("\033[31m  function %s not implemented!\033[0m", funcname);
+    return -1;
+}
 
 void add_opsfunc(const char *funcname, void *func_ptr)
 {

@@ -147,14 +147,6 @@ const char *base_name(const char *path)
 
 } // namespace
 
-int check_function_pointer(const char *funcname, bool is_set)
-{
-    if (is_set)
-        return 0;
-    log_debug("\033[31m  function %s not implemented!\033[0m", funcname);
-    return -1;
-}
-
 void print_usage(const char *progname)
 {
     (void)printf("Usage: %s [options]\n%s", progname, usage_text);
