@@ -8,6 +8,8 @@
 #include <getopt.h>
 #include <gtest/gtest.h>
 
+int vantu_wifi_cli_main(int argc, char **argv);
+
 namespace
 {
 
@@ -299,6 +301,48 @@ TEST(Dispatch, DeviceActivityCallsTheSlotWithRadioAndMac)
     dispatch(&ops);
     ASSERT_EQ(1U, log.lines.size());
     EXPECT_EQ("DEBUG Active: 1", log.lines[0]);
+}
+
+int run_main(std::vector<std::string> words)
+{
+    words.insert(words.begin(), "/usr/bin/vantu-wifi-cli");
+    std::vector<char *> arguments;
+    for (std::string &word : words)
+        arguments.push_back(word.data());
+    optind = 0;
+    return vantu_wifi_cli_main(static_cast<int>(words.size()), arguments.data());
+}
+
+TEST(Main, TakesLdPreloadFromItsEnvironmentSoThatNoToolInheritsIt)
+{
+    support::log_capture log;
+    (void)setenv("LD_PRELOAD", "", 1);
+    EXPECT_EQ(0, run_main({"-f", "system_setup"}));
+    EXPECT_EQ(nullptr, getenv("LD_PRELOAD"));
+}
+
+TEST(Main, RunsOneTestThenTearsThePlatformDown)
+{
+    support::log_capture log;
+    EXPECT_EQ(0, run_main({"-f", "no_such_test", "-d", "p.so", "-r", "wl0", "-m", "02:00:00:00:00:01", "-c", "a"}));
+    const std::vector<std::string> wanted = {
+        "DEBUG Running Test no_such_test on platform p.so radio: wl0 mac: 02:00:00:00:00:01 csv: a",
+        "DEBUG vantu_platform_ops_init on platform: p.so",
+        "WARN the stub stub_system_setup called because the platform did not define it",
+        "ERROR unknown test no_such_test",
+        "WARN the stub stub_system_destroy called because the platform did not define it",
+    };
+    EXPECT_EQ(wanted, log.lines);
+}
+
+TEST(Main, AUsageErrorPrintsTheUsageUnderTheBaseNameAndGivesOne)
+{
+    ::testing::internal::CaptureStdout();
+    EXPECT_EQ(1, run_main({"-h"}));
+    const std::string usage = ::testing::internal::GetCapturedStdout();
+    EXPECT_EQ(0U, usage.find("Usage: vantu-wifi-cli [options]\n\noptions:\n"));
+    EXPECT_NE(std::string::npos, usage.find("    -i  set websocket ip    -v  verbose output\n"))
+        << "the -i line has no line end, which is kept";
 }
 
 } // namespace
