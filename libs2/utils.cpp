@@ -96,6 +96,15 @@ bool copy_to_new_file(const char *to, const char *from)
     return false;
 }
 
+bool touch(const char *path)
+{
+    struct stat info;
+    if (stat(path, &info) != 0)
+        return false;
+    const utimbuf times = {info.st_mtime, time(nullptr)};
+    return utime(path, &times) == 0;
+}
+
 void convert(char *text, int (*to_case)(int))
 {
     if (text == nullptr)
@@ -116,14 +125,14 @@ int ubus_cmd_call(const char *object, const char *method, const char *json, char
     (void)snprintf(command, sizeof(command), "ubus -t 2 -S call %s %s '%s'", object, method,
                    json != nullptr ? json : "{}");
     log_trace("calling %s", command);
+    if (maxlen > 0)
+        reply[0] = '\0';
 
     FILE *pipe = popen(command, "re");
     if (pipe == nullptr) {
         log_error("Failed to run %s", command);
         return 1;
     }
-    if (maxlen > 0)
-        reply[0] = '\0';
     if (fgets(reply, maxlen, pipe) == nullptr)
         log_error("fgets returned NULL");
     if (pclose(pipe) == -1)
@@ -137,15 +146,7 @@ int heartbeat(const char *path)
     descriptor file(open(path, O_RDONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0444));
     if (file.number() == 0)
         return -1;
-    (void)file.close();
-
-    struct stat info;
-    if (stat(path, &info) != 0) {
-        log_error("heartbeat of %s failed: %s", path, strerror(errno));
-        return 0;
-    }
-    const utimbuf times = {info.st_mtime, time(nullptr)};
-    if (utime(path, &times) != 0)
+    if (!file.is_open() || !touch(path))
         log_error("heartbeat of %s failed: %s", path, strerror(errno));
     return 0;
 }
