@@ -143,7 +143,7 @@ struct level_case {
 };
 
 // clang-format off
-const level_case level_cases[] = {
+constexpr level_case level_cases[] = {
     {"TRACE", "\033[94m", LOG_C_TRACE, [] { log_trace("message %d of %s", 7, "seven"); return __LINE__; }},
     {"DEBUG", "\033[36m", LOG_C_DEBUG, [] { log_debug("message %d of %s", 7, "seven"); return __LINE__; }},
     {"INFO",  "\033[32m", LOG_C_INFO,  [] { log_info("message %d of %s", 7, "seven");  return __LINE__; }},

@@ -902,7 +902,7 @@ struct change_case {
     int (*change)(sclist_t *list, const record *element);
 };
 
-const change_case changes[] = {
+constexpr change_case changes[] = {
     {"append", [](sclist_t *list, const record *element) { return sclist_append(list, element); }},
     {"insert_at", [](sclist_t *list, const record *element) { return sclist_insert_at(list, element, 1); }},
     {"delete_at", [](sclist_t *list, const record *) { return sclist_delete_at(list, 1); }},
@@ -1404,7 +1404,7 @@ private:
     // A walk round the desired size: while it is below, insertions prevail, above it deletions.
     void step()
     {
-        const bool grow = below(2 * course_.size) >= model_.size();
+        const bool grow = below(size_t{2} * course_.size) >= model_.size();
         const unsigned int choice = below(100);
         if (choice < 60 && grow)
             choice < 25 ? insert("append", size()) : insert("insert_at", below(size() + 3));
