@@ -5,6 +5,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "vantu-libs2/vantu-wifi-common.h"
 #include "vantu-platforms/vantu-platform-ops.h"
 
 // The options of the command line; empty when not given, cut to their size when too long.
@@ -19,48 +20,81 @@ extern int verbose_flag;
 // Each ends the enclosing test with 1 when it fails, after a line on standard error that shows the expressions
 // as they are written in the test.
 
-#define ASSERT(expr)                                                                                          \
-    do {                                                                                                      \
-        if (!(expr)) {                                                                                        \
-            (void)fprintf(stderr, "%s failed!\n", #expr);                                                     \
-            return 1;                                                                                         \
-        }                                                                                                     \
+#define ASSERT(expr)                                      \
+    do {                                                  \
+        if (!(expr)) {                                    \
+            (void)fprintf(stderr, "%s failed!\n", #expr); \
+            return 1;                                     \
+        }                                                 \
     } while (0)
 
 // Evaluates A a second time to print it: a call that fails is made twice, on purpose.
-#define ASSERT_NUM(A, B)                                                                                      \
-    do {                                                                                                      \
-        if ((A) != (B)) {                                                                                     \
-            (void)fprintf(stderr, "%s: %lld != %lld \n", #A, (long long)(A), (long long)(B));                 \
-            return 1;                                                                                         \
-        }                                                                                                     \
+#define ASSERT_NUM(A, B)                                                                      \
+    do {                                                                                      \
+        if ((A) != (B)) {                                                                     \
+            (void)fprintf(stderr, "%s: %lld != %lld \n", #A, (long long)(A), (long long)(B)); \
+            return 1;                                                                         \
+        }                                                                                     \
     } while (0)
 
-#define ASSERT_STR(A, B)                                                                                      \
-    do {                                                                                                      \
-        if (strcmp(A, B) != 0) {                                                                              \
-            (void)fprintf(stderr, "%s: %s != %s\n", #A, A, B);                                                \
-            return 1;                                                                                         \
-        }                                                                                                     \
+#define ASSERT_STR(A, B)                                       \
+    do {                                                       \
+        if (strcmp(A, B) != 0) {                               \
+            (void)fprintf(stderr, "%s: %s != %s\n", #A, A, B); \
+            return 1;                                          \
+        }                                                      \
     } while (0)
+
+#ifdef __cplusplus
+extern "C" {
+#endif
 
 // 0 when the slot is set; otherwise says that the function is not implemented and returns -1. Every test begins
 // with it for the slot that it exercises.
-int check_function_pointer(const char *funcname, bool is_set);
-
-template <typename Function>
-int _check_funcptr(const char *funcname, Function *funcptr)
-{
-    return check_function_pointer(funcname, funcptr != nullptr);
-}
+int _check_funcptr(const char *funcname, void *funcptr);
 
 // The tests return 0 when they passed, unless they say otherwise.
 
 // inventory-tests.cpp
+int test_system_setup(vantu_platform_ops *ops);
+int test_system_destroy(vantu_platform_ops *ops);
+// -1 when a figure of a radio is implausible.
+int test_get_radios(vantu_platform_ops *ops);
+int test_get_struct_size(vantu_platform_ops *ops);
 int test_get_dhcpleases(vantu_platform_ops *ops);
+// Fills the caller's list. Returns the operation's result; -1 when the list is empty.
+int test_get_associated_devices(vantu_platform_ops *ops, sclist_t *devices);
+int test_get_routerid(vantu_platform_ops *ops);
+int test_get_routermac(vantu_platform_ops *ops);
+int test_get_routerbasemac(vantu_platform_ops *ops);
+int test_get_router_info(vantu_platform_ops *ops);
+int test_get_systeminfo(vantu_platform_ops *ops);
+int test_get_wan_interface_name(vantu_platform_ops *ops);
+int test_is_device_active(vantu_common_device *dev, vantu_platform_ops *ops);
+int test_get_host_ip(vantu_platform_ops *ops);
+int test_get_ap_neighbors(vantu_platform_ops *ops);
+int test_get_networks(vantu_platform_ops *ops);
+
+// Fills `radios`, which it initialises, the way a sampling daemon does: by merging a fresh reading into a list. The
+// caller frees it with vantu_common_radio_list_free.
+void _get_radios_the_kivsampler_way(vantu_platform_ops *ops, sclist_t *radios);
+
+// data-tests.cpp
+int test_get_headers(vantu_platform_ops *ops);
 
 // flow-tests.cpp
 // Returns the number of flows; 1 when the slot is missing.
 int test_get_conntrack(vantu_platform_ops *ops);
+
+#ifdef __cplusplus
+}
+
+// The same for a slot as it stands in the table.
+template <typename Result, typename... Arguments>
+int _check_funcptr(const char *funcname, Result (*slot)(Arguments...))
+{
+    return _check_funcptr(funcname, reinterpret_cast<void *>(slot));
+}
+#endif
 
 #endif

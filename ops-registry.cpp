@@ -25,9 +25,9 @@ const platform_slot *slot_at(int place)
 
 } // namespace
 
-int check_function_pointer(const char *funcname, bool is_set)
+int _check_funcptr(const char *funcname, void *funcptr)
 {
-    if (is_set)
+    if (funcptr != nullptr)
         return 0;
     log_debug("\033[31m  function %s not implemented!\033[0m", funcname);
     return -1;

@@ -10,9 +10,9 @@ extern "C" {
 
 // One registered operation.
 typedef struct opsfunction {
-    const char *funcname;      // not owned
-    void *func_ptr;            // what its slot held; null when the platform leaves it empty
-    void (*test_func)(void);   // no use; null
+    const char *funcname;    // not owned
+    void *func_ptr;          // what its slot held; null when the platform leaves it empty
+    void (*test_func)(void); // no use; null
     struct opsfunction *next;
 } opsfunction;
 

@@ -3,6 +3,7 @@
 
 #include "harness.h"
 #include "ops-registry.h"
+#include "vantu-libs2/sclists-functions.h"
 #include "vantu-ll-api/log.h"
 #include "vantu-ll-api/logging.h"
 #include "vantu-wifi-cli_internal.h"
@@ -88,6 +89,14 @@ void is_device_active(vantu_platform_ops *ops)
     log_debug("Active: %d", ops->is_device_active(option_radio, option_macaddress));
 }
 
+void get_associated_devices(vantu_platform_ops *ops)
+{
+    sclist_t devices;
+    (void)vantu_common_device_list_init(&devices);
+    (void)test_get_associated_devices(ops, &devices);
+    (void)vantu_common_device_list_free(&devices);
+}
+
 void nothing(vantu_platform_ops *ops)
 {
     (void)ops;
@@ -105,27 +114,27 @@ constexpr action missing = nullptr;
 // clang-format off
 constexpr dispatch_row dispatch_table[] = {
     // name                    radio  mac    action
-    {"get_radios",             false, false, missing},
+    {"get_radios",             false, false, run<test_get_radios>},
     {"get_dhcpleases",         false, false, run<test_get_dhcpleases>},
     {"get_conntrack",          false, false, run<test_get_conntrack>},
-    {"get_associated_devices", false, false, missing},
+    {"get_associated_devices", false, false, get_associated_devices},
     {"test_all",               false, false, missing},
-    {"get_data_struct_size",   false, false, missing},
-    {"get_data_headers",       false, false, missing},
+    {"get_data_struct_size",   false, false, run<test_get_struct_size>},
+    {"get_data_headers",       false, false, run<test_get_headers>},
     {"is_device_active",       true,  true,  is_device_active},
     {"calculate_issues",       false, true,  missing},
-    {"get_routerid",           false, false, missing},
-    {"get_host_ip",            false, false, missing},
+    {"get_routerid",           false, false, run<test_get_routerid>},
+    {"get_host_ip",            false, false, run<test_get_host_ip>},
     {"iptables_setup",         false, false, missing},
     {"iptables_check",         false, false, missing},
     {"iptables_destroy",       false, false, missing},
     {"test_ipset",             false, false, missing},
-    {"get_ap_neighbors",       false, false, missing},
-    {"get_networks",           false, false, missing},
-    {"get_systeminfo",         false, false, missing},
+    {"get_ap_neighbors",       false, false, run<test_get_ap_neighbors>},
+    {"get_networks",           false, false, run<test_get_networks>},
+    {"get_systeminfo",         false, false, run<test_get_systeminfo>},
     {"sample_radio_stats",     false, false, missing},
     {"sample_sta_stats",       false, false, missing},
-    {"get_router_info",        false, false, missing},
+    {"get_router_info",        false, false, run<test_get_router_info>},
     {"system_setup",           false, false, nothing},
     {"system_destroy",         false, false, nothing},
 };

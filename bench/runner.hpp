@@ -30,9 +30,9 @@ inline double quantile(std::vector<double> values, double share)
     return values[static_cast<size_t>(share * static_cast<double>(values.size() - 1))];
 }
 
-// Prints a table: median time of each contender and its ratio to the first, the peer: median, and in brackets
-// the quarter and three quarter points. The first round warms up and does not count.
-inline void compare(const std::string &title, int rounds, const std::vector<contender> &contenders)
+// Prints a table: median time of each contender and its ratio to the peer, the one at index `peer`: median, and in
+// brackets the quarter and three quarter points. The first round warms up and does not count.
+inline void compare(const std::string &title, int rounds, const std::vector<contender> &contenders, size_t peer = 0)
 {
     std::vector<std::vector<double>> times(contenders.size());
     std::vector<std::vector<double>> ratios(contenders.size());
@@ -42,7 +42,7 @@ inline void compare(const std::string &title, int rounds, const std::vector<cont
             now.push_back(seconds(one.run));
         for (size_t i = 0; round >= 0 && i < now.size(); i++) {
             times[i].push_back(now[i]);
-            ratios[i].push_back(now[i] / now[0]);
+            ratios[i].push_back(now[i] / now[peer]);
         }
     }
     (void)printf("\n%s (median of %d rounds)\n", title.c_str(), rounds);

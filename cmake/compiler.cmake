@@ -18,7 +18,9 @@ target_compile_definitions(vantu-compiler INTERFACE _GNU_SOURCE)
 add_library(vantu-product INTERFACE)
 target_compile_options(vantu-product INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
-  -ffunction-sections -fdata-sections)
+  -ffunction-sections -fdata-sections
+  # Scores must not differ from one machine to the next: no fused multiply-add.
+  -ffp-contract=off)
 target_link_libraries(vantu-product INTERFACE vantu-compiler)
 target_link_options(vantu-product INTERFACE -Wl,--gc-sections -Wl,--as-needed)
 

@@ -4,7 +4,9 @@
 
 #include "temporary-storage_internal.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <sys/stat.h>
 
 namespace
@@ -24,7 +26,9 @@ void find_or_create_tmp_path(const char *base, char *path, size_t size)
         return;
 
     char wanted[256];
-    (void)snprintf(wanted, sizeof(wanted), "%s/vantu", base);
+    const int length = snprintf(wanted, std::min(sizeof(wanted), size), "%s/vantu", base);
+    if (length < 0 || static_cast<size_t>(length) >= std::min(sizeof(wanted), size))
+        return; // a cut path would be another place
     if (stat(wanted, &info) != 0) {
         (void)fprintf(stderr, "create folder\n");
         if (mkdir(wanted, 0777) != 0) {
@@ -35,7 +39,7 @@ void find_or_create_tmp_path(const char *base, char *path, size_t size)
         (void)fprintf(stderr, "error: %s exists, but is not a directory\n", wanted);
         return;
     }
-    (void)snprintf(path, size, "%s", wanted);
+    memcpy(path, wanted, static_cast<size_t>(length) + 1);
 }
 
 char *vantu_get_or_create_tmp_path(void)

@@ -15,8 +15,8 @@ namespace
 
 bool has_link_counters(const ifaddrs &entry, const char *ifname)
 {
-    return entry.ifa_addr != nullptr && strcmp(entry.ifa_name, ifname) == 0 &&
-           entry.ifa_addr->sa_family == AF_PACKET && entry.ifa_data != nullptr;
+    return entry.ifa_addr != nullptr && strcmp(entry.ifa_name, ifname) == 0 && entry.ifa_addr->sa_family == AF_PACKET &&
+           entry.ifa_data != nullptr;
 }
 
 } // namespace

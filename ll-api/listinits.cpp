@@ -21,8 +21,8 @@ bool same_address(const vantu_ip &a, const vantu_ip &b)
 
 bool same_flow(const vantu_ll_conntrack_flow &a, const vantu_ll_conntrack_flow &b)
 {
-    return a.dport == b.dport && a.sport == b.sport && same_address(a.src, b.src) &&
-           same_address(a.dst, b.dst) && a.proto == b.proto;
+    return a.dport == b.dport && a.sport == b.sport && same_address(a.src, b.src) && same_address(a.dst, b.dst) &&
+           a.proto == b.proto;
 }
 
 int _conntrack_seeker(const void *element, const void *key)

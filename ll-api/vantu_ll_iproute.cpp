@@ -34,8 +34,8 @@ struct words {
 void split(const char *line, words &out)
 {
     auto &t = out.text;
-    out.count = sscanf(line, "%s %s %s %s %s %s %s %s %s %s %s %s %s", t[0], t[1], t[2], t[3], t[4], t[5], t[6],
-                       t[7], t[8], t[9], t[10], t[11], t[12]);
+    out.count = sscanf(line, "%s %s %s %s %s %s %s %s %s %s %s %s %s", t[0], t[1], t[2], t[3], t[4], t[5], t[6], t[7],
+                       t[8], t[9], t[10], t[11], t[12]);
 }
 
 void parse_address(ip_neigh &neighbour)

@@ -56,8 +56,7 @@ void parse_lease(const char *line, sclist_t *list)
 {
     vantu_ll_dhcp lease = {};
     char duid[42];
-    if (sscanf(line, "%u %17s %39s %255s", &lease.expires, lease.mac_address, lease.ip_address,
-               lease.hostname) == 4)
+    if (sscanf(line, "%u %17s %39s %255s", &lease.expires, lease.mac_address, lease.ip_address, lease.hostname) == 4)
         (void)sclist_append(list, &lease);
     else if (sscanf(line, "duid %41s", duid) != 1)
         log_error("Error parsing dhcp %s", line);

@@ -9,9 +9,9 @@
 #include <iterator>
 
 struct platform_slot {
-    const char *registered_as;                // name in the registry; null when it is not registered
-    int place;                                // its place there, from 0
-    void (*put_stub)(vantu_platform_ops &);   // null when there is no stub
+    const char *registered_as;                  // name in the registry; null when it is not registered
+    int place;                                  // its place there, from 0
+    void (*put_stub)(vantu_platform_ops &);     // null when there is no stub
     void *(*value)(const vantu_platform_ops &); // what the slot holds
 };
 
@@ -29,21 +29,15 @@ void *slot_value(const vantu_platform_ops &ops)
 
 constexpr int not_registered = -1;
 
-#define SLOT(place, slot, stub)                                                                               \
-    {                                                                                                         \
-        #slot, place, put_stub<&vantu_platform_ops::slot, stub>, slot_value<&vantu_platform_ops::slot>        \
-    }
-#define SLOT_AS(place, name, slot, stub)                                                                      \
-    {                                                                                                         \
-        name, place, put_stub<&vantu_platform_ops::slot, stub>, slot_value<&vantu_platform_ops::slot>         \
-    }
-#define SLOT_WITHOUT_STUB(place, slot)                                                                        \
-    {                                                                                                         \
-        #slot, place, nullptr, slot_value<&vantu_platform_ops::slot>                                          \
-    }
+// clang-format off
+#define SLOT(place, slot, stub) \
+    {#slot, place, put_stub<&vantu_platform_ops::slot, stub>, slot_value<&vantu_platform_ops::slot>}
+#define SLOT_AS(place, name, slot, stub) \
+    {name, place, put_stub<&vantu_platform_ops::slot, stub>, slot_value<&vantu_platform_ops::slot>}
+#define SLOT_WITHOUT_STUB(place, slot) \
+    {#slot, place, nullptr, slot_value<&vantu_platform_ops::slot>}
 
 // In the order of the table.
-// clang-format off
 constexpr platform_slot platform_slots[] = {
     SLOT             ( 0, system_setup,              stub_system_setup),
     SLOT             ( 1, system_destroy,            stub_system_destroy),

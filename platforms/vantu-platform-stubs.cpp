@@ -17,11 +17,11 @@ void announce(const char *stub)
 
 } // namespace
 
-#define STUB(result, name, parameters, answer)                                                                \
-    result name parameters                                                                                    \
-    {                                                                                                         \
-        announce(__func__);                                                                                   \
-        return answer;                                                                                        \
+#define STUB(result, name, parameters, answer) \
+    result name parameters                     \
+    {                                          \
+        announce(__func__);                    \
+        return answer;                         \
     }
 #define NOTHING
 

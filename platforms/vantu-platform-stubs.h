@@ -24,8 +24,8 @@ int stub_calculate_delta(void *prevdatain, void *datain);
 int stub_init_data_struct_list(sclist_t *rows);
 int stub_data_struct_to_csv_string(const char *interface, const char *mac, char *csvline, void *data);
 int stub_csv_string_to_data_struct(char **csvline_splitted, void *indata);
-int stub_calculate_issues(sclist_t *data, sclist_t *issues, vantu_issue_statistics *stats,
-                          const char *interface, const char *mac);
+int stub_calculate_issues(sclist_t *data, sclist_t *issues, vantu_issue_statistics *stats, const char *interface,
+                          const char *mac);
 int stub_sample_radio_stats(const char *interface, vantu_radio_stats *stats, int troubleshoot);
 int stub_sample_sta_stats(const char *interface, const char *mac, vantu_sta_stats *stats, int troubleshoot);
 int stub_get_wan_stats(const char *interface, vantu_wan_stats *stats);
@@ -37,8 +37,8 @@ int stub_iptables_check(void);
 void stub_iptables_destroy(void);
 void stub_flows_flush(void);
 int stub_nss_dump_leases(sclist_t *leases);
-int stub_convert_to_standard_format(sclist_t *platform_data, sclist_t *standardized_data,
-                                    const char *interface, const char *mac);
+int stub_convert_to_standard_format(sclist_t *platform_data, sclist_t *standardized_data, const char *interface,
+                                    const char *mac);
 
 // In no slot: a stub log sink that logs would call itself without end.
 void stub_filelogger_helper_callback(log_Event *ev);

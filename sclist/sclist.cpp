@@ -263,8 +263,7 @@ int sclist_locate(sclist_t *list, const void *data)
         return -1;
 
     int pos = 0;
-    for (const sclist_entry_s *entry = list->head_sentinel->next; entry != list->tail_sentinel;
-         entry = entry->next) {
+    for (const sclist_entry_s *entry = list->head_sentinel->next; entry != list->tail_sentinel; entry = entry->next) {
         if (equal(list, data, entry->data))
             return pos;
         pos++;
@@ -277,8 +276,7 @@ void *sclist_seek(sclist_t *list, const void *key)
     if (list->attrs.seeker == nullptr || list->numels == 0)
         return nullptr;
 
-    for (const sclist_entry_s *entry = list->head_sentinel->next; entry != list->tail_sentinel;
-         entry = entry->next) {
+    for (const sclist_entry_s *entry = list->head_sentinel->next; entry != list->tail_sentinel; entry = entry->next) {
         if (list->attrs.seeker(entry->data, key) != 0)
             return entry->data;
     }

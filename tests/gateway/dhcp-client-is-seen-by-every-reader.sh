@@ -145,6 +145,11 @@ connection_reader_sees_it() {
 	expect_status 0 timeout 30 "$VANTU_WIFI_CLI" -f get_conntrack
 	[[ $err =~ '  got '([0-9]+)' flows' ]] && flows=${BASH_REMATCH[1]}
 	expect_at_least 2 "$flows"
+	expect_status 0 timeout 30 "$VANTU_FLOW_PROBE"
+	expect_out_has 'result 0'
+	check "get_conntrack's reader shows what the client said to the listener and to the name server"
+	[[ $out =~ (^|$'\n')"6 $client_ip "[0-9]+" 192.168.1.1 $port " ]] || verdict no 'the TCP connection' "'$out'"
+	[[ $out =~ (^|$'\n')"17 $client_ip "[0-9]+" 192.168.1.1 53 " ]] || verdict no 'the UDP exchange' "'$out'"
 }
 
 if [[ ${1-} == inside ]]; then

@@ -10,8 +10,7 @@ int main()
     if (vantu_ll_iproute_ipneigh_list_init(&neighbours) != 0)
         return 1;
     (void)vantu_ll_iproute_get_ip_neigh(&neighbours);
-    SCLIST_FOREACH(ip_neigh, neighbour, &neighbours)
-    {
+    SCLIST_FOREACH(ip_neigh, neighbour, &neighbours) {
         (void)printf("%s\t%s\t%s\t%s\n", neighbour->ip, neighbour->interface, neighbour->mac, neighbour->status);
     }
     SCLIST_FOREACH_END(&neighbours);

@@ -220,8 +220,8 @@ int read_without_descriptors(const char *wanted_line)
     (void)setrlimit(RLIMIT_NOFILE, &none);
     support::log_capture log;
     const int result = nfconntrack_get_conntrack(&flows, nullptr, 10);
-    const bool as_wanted = result == -1 && sclist_size(&flows) == 0 && log.lines.size() == 1 &&
-                           log.lines[0] == wanted_line;
+    const bool as_wanted =
+        result == -1 && sclist_size(&flows) == 0 && log.lines.size() == 1 && log.lines[0] == wanted_line;
     sclist_destroy(&flows);
     return as_wanted ? 0 : 1;
 }

@@ -1318,7 +1318,7 @@ struct course {
 
 const course courses[] = {
     {"tiny", 4, 6000, 1, true},
-    {"small", 60, 6000, 1, false},
+    {"small", 60, 100000, 1, false},
     {"small and short of memory", 60, 6000, 1, true},
     {"large", 4000, 16000, 400, true},
 };

@@ -1,22 +1,54 @@
 // The entry: options, required arguments, assertion macros, and the tests that the harness itself holds.
 
 #include "harness.h"
+#include "ops-registry.h"
 #include "support.hpp"
 #include "vantu-ll-api/vantu_ll_wrt.h"
 #include "vantu-wifi-cli_internal.h"
 
 #include <getopt.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 int vantu_wifi_cli_main(int argc, char **argv);
+
+// What the entry hands to the logging core, and how often it frees the registry.
+namespace
+{
+struct {
+    std::string programname;
+    log_LogFn file_sink;
+    log_LogFn syslog_sink;
+    int levels[3];
+} log_start;
+int registry_frees;
+} // namespace
+
+extern "C" {
+void __real_vantu_log_init(const char *, log_LogFn, log_LogFn, int, int, int);
+void __real_free_opsfuncs(void);
+
+void __wrap_vantu_log_init(const char *programname, log_LogFn file_sink, log_LogFn syslog_sink, int console, int file,
+                           int syslog)
+{
+    log_start = {programname, file_sink, syslog_sink, {console, file, syslog}};
+}
+
+void __wrap_free_opsfuncs(void)
+{
+    registry_frees++;
+    __real_free_opsfuncs();
+}
+}
 
 namespace
 {
 
 int parse(std::vector<std::string> words)
 {
-    for (char *buffer : {option_csvfile, option_platformfile, option_function, option_macaddress, option_radio,
-                         option_websocket_ip})
+    for (char *buffer :
+         {option_csvfile, option_platformfile, option_function, option_macaddress, option_radio, option_websocket_ip})
         buffer[0] = '\0';
     words.insert(words.begin(), "vantu-wifi-cli");
     std::vector<char *> arguments;
@@ -28,8 +60,8 @@ int parse(std::vector<std::string> words)
 
 TEST(Options, EachFillsItsBuffer)
 {
-    EXPECT_EQ(0, parse({"-c", "a.csv", "-d", "p.so", "-f", "get_radios", "-m", "02:00:00:00:00:01", "-r", "wl0",
-                        "-i", "192.168.1.9"}));
+    EXPECT_EQ(0, parse({"-c", "a.csv", "-d", "p.so", "-f", "get_radios", "-m", "02:00:00:00:00:01", "-r", "wl0", "-i",
+                        "192.168.1.9"}));
     EXPECT_STREQ("a.csv", option_csvfile);
     EXPECT_STREQ("p.so", option_platformfile);
     EXPECT_STREQ("get_radios", option_function);
@@ -208,8 +240,7 @@ TEST(LeaseTest, AnEmptyListGivesOne)
     support::log_capture log;
     vantu_platform_ops ops = {};
     ops.get_dhcpleases = [](sclist_t *) { return 0; };
-    EXPECT_EQ("sclist_size(&dhcps)>0 failed!\n",
-              standard_error_of([&] { EXPECT_EQ(1, test_get_dhcpleases(&ops)); }));
+    EXPECT_EQ("sclist_size(&dhcps)>0 failed!\n", standard_error_of([&] { EXPECT_EQ(1, test_get_dhcpleases(&ops)); }));
 }
 
 TEST(LeaseTest, PrintsEachLeaseWithTabs)
@@ -263,6 +294,61 @@ std::string first_line_of(const char *name)
     (void)platform_init_with_stubs(&ops);
     (void)standard_error_of([&] { dispatch(&ops); });
     return log.lines.empty() ? "" : log.lines[0];
+}
+
+// How a run of a name ends when neither radio nor MAC is given: 255 when the name needs one of them.
+int exit_of(const char *name)
+{
+    (void)parse({"-f", name});
+    int status = 0;
+    const pid_t child = fork();
+    if (child == 0) {
+        log_set_quiet(true);
+        (void)freopen("/dev/null", "w", stderr);
+        vantu_platform_ops ops = {};
+        (void)platform_init_with_stubs(&ops);
+        dispatch(&ops);
+        _exit(0);
+    }
+    (void)waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST(Dispatch, KnowsEveryNameAndWhatItNeeds)
+{
+    const struct {
+        const char *name;
+        const char *needs;
+    } rows[] = {
+        {"get_radios", ""},
+        {"get_dhcpleases", ""},
+        {"get_conntrack", ""},
+        {"get_associated_devices", ""},
+        {"test_all", ""},
+        {"get_data_struct_size", ""},
+        {"get_data_headers", ""},
+        {"is_device_active", "radio"},
+        {"calculate_issues", "mac"},
+        {"get_routerid", ""},
+        {"get_host_ip", ""},
+        {"iptables_setup", ""},
+        {"iptables_check", ""},
+        {"iptables_destroy", ""},
+        {"test_ipset", ""},
+        {"get_ap_neighbors", ""},
+        {"get_networks", ""},
+        {"get_systeminfo", ""},
+        {"sample_radio_stats", ""},
+        {"sample_sta_stats", ""},
+        {"get_router_info", ""},
+        {"system_setup", ""},
+        {"system_destroy", ""},
+    };
+    EXPECT_EQ(23U, std::size(rows));
+    for (const auto &row : rows) {
+        EXPECT_EQ(row.needs[0] == '\0' ? 0 : 255, exit_of(row.name)) << row.name;
+        EXPECT_EQ(std::string::npos, first_line_of(row.name).find("unknown test")) << row.name;
+    }
 }
 
 TEST(Dispatch, RunsTheTestThatWasAskedFor)
@@ -328,11 +414,24 @@ TEST(Main, RunsOneTestThenTearsThePlatformDown)
     const std::vector<std::string> wanted = {
         "DEBUG Running Test no_such_test on platform p.so radio: wl0 mac: 02:00:00:00:00:01 csv: a",
         "DEBUG vantu_platform_ops_init on platform: p.so",
-        "WARN the stub stub_system_setup called because the platform did not define it",
         "ERROR unknown test no_such_test",
-        "WARN the stub stub_system_destroy called because the platform did not define it",
     };
     EXPECT_EQ(wanted, log.lines);
+}
+
+TEST(Main, RegistersTheTableStartsLoggingUnderItsWholeNameAndFreesTheRegistryOnce)
+{
+    support::log_capture log;
+    opsfunc_head = nullptr;
+    registry_frees = 0;
+    EXPECT_EQ(0, run_main({"-f", "system_setup"}));
+    EXPECT_NE(nullptr, opsfunc_head) << "the head is not reset";
+    EXPECT_EQ(1, registry_frees);
+    EXPECT_EQ("/usr/bin/vantu-wifi-cli", log_start.programname);
+    EXPECT_EQ(global_ops.logger_file_callback, log_start.file_sink);
+    EXPECT_EQ(global_ops.logger_syslog_callback, log_start.syslog_sink);
+    for (const int level : log_start.levels)
+        EXPECT_EQ(LOG_C_TRACE, level);
 }
 
 TEST(Main, AUsageErrorPrintsTheUsageUnderTheBaseNameAndGivesOne)

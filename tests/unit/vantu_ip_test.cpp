@@ -18,7 +18,7 @@
 namespace
 {
 
-static_assert(std::is_trivially_copyable_v<vantu_ip>, "flows are copied and compared by their bytes");
+static_assert(std::is_trivially_copyable_v<vantu_ip>, "lists copy the records that hold it byte for byte");
 static_assert(offsetof(vantu_ip, _u) == 0 && sizeof(vantu_ip::_u) == 16);
 
 // What a failed parse must overwrite.

@@ -23,27 +23,27 @@ typedef enum vantu_ll_error {
 // into its target than that holds: give "%s" a width.
 #define LL_LINE_SIZE 1035
 
-#define LL_READ_LINE_(fp, line)                                                                               \
-    do {                                                                                                      \
-        if (fgets(line, LL_LINE_SIZE - 1, fp) == NULL)                                                        \
-            return VANTU_LLAPI_RETURN_ERR_GENERAL;                                                            \
+#define LL_READ_LINE_(fp, line)                        \
+    do {                                               \
+        if (fgets(line, LL_LINE_SIZE - 1, fp) == NULL) \
+            return VANTU_LLAPI_RETURN_ERR_GENERAL;     \
     } while (0)
 
 // Reads and drops one line.
-#define LL_SKIPLINE(fp)                                                                                       \
-    do {                                                                                                      \
-        char ll_line_[LL_LINE_SIZE];                                                                          \
-        LL_READ_LINE_(fp, ll_line_);                                                                          \
+#define LL_SKIPLINE(fp)              \
+    do {                             \
+        char ll_line_[LL_LINE_SIZE]; \
+        LL_READ_LINE_(fp, ll_line_); \
     } while (0)
 
-#define LL_PARSE_LINE_(fp, pattern, target, message)                                                          \
-    do {                                                                                                      \
-        char ll_line_[LL_LINE_SIZE];                                                                          \
-        LL_READ_LINE_(fp, ll_line_);                                                                          \
-        if (sscanf(ll_line_, pattern, target) != 1) {                                                         \
-            log_error(message, pattern, ll_line_);                                                            \
-            return VANTU_LLAPI_RETURN_ERR_GENERAL;                                                            \
-        }                                                                                                     \
+#define LL_PARSE_LINE_(fp, pattern, target, message)  \
+    do {                                              \
+        char ll_line_[LL_LINE_SIZE];                  \
+        LL_READ_LINE_(fp, ll_line_);                  \
+        if (sscanf(ll_line_, pattern, target) != 1) { \
+            log_error(message, pattern, ll_line_);    \
+            return VANTU_LLAPI_RETURN_ERR_GENERAL;    \
+        }                                             \
     } while (0)
 
 // Reads one line and scans it into &variable; a line that does not convert exactly one item is logged and ends
@@ -51,25 +51,24 @@ typedef enum vantu_ll_error {
 #define LL_PARSE(fp, pattern, variable) LL_PARSE_LINE_(fp, pattern, &(variable), "failed to match [%s] in [%s]")
 
 // The same into a character buffer.
-#define LL_PARSE_STR(fp, pattern, buffer)                                                                     \
-    LL_PARSE_LINE_(fp, pattern, buffer, "failed to match str [%s] in [%s]")
+#define LL_PARSE_STR(fp, pattern, buffer) LL_PARSE_LINE_(fp, pattern, buffer, "failed to match str [%s] in [%s]")
 
 // Reads lines up to and including the first that begins with `prefix`.
-#define LL_SKIP_UNTIL(fp, prefix)                                                                             \
-    do {                                                                                                      \
-        char ll_line_[LL_LINE_SIZE];                                                                          \
-        do {                                                                                                  \
-            LL_READ_LINE_(fp, ll_line_);                                                                      \
-        } while (strncmp(ll_line_, prefix, strlen(prefix)) != 0);                                             \
+#define LL_SKIP_UNTIL(fp, prefix)                                 \
+    do {                                                          \
+        char ll_line_[LL_LINE_SIZE];                              \
+        do {                                                      \
+            LL_READ_LINE_(fp, ll_line_);                          \
+        } while (strncmp(ll_line_, prefix, strlen(prefix)) != 0); \
     } while (0)
 
 // Reads lines up to and including the first that scans exactly one item into &variable.
-#define LL_SKIP_UNTIL_AND_PARSE(fp, pattern, variable)                                                        \
-    do {                                                                                                      \
-        char ll_line_[LL_LINE_SIZE];                                                                          \
-        do {                                                                                                  \
-            LL_READ_LINE_(fp, ll_line_);                                                                      \
-        } while (sscanf(ll_line_, pattern, &(variable)) != 1);                                                \
+#define LL_SKIP_UNTIL_AND_PARSE(fp, pattern, variable)         \
+    do {                                                       \
+        char ll_line_[LL_LINE_SIZE];                           \
+        do {                                                   \
+            LL_READ_LINE_(fp, ll_line_);                       \
+        } while (sscanf(ll_line_, pattern, &(variable)) != 1); \
     } while (0)
 
 #endif

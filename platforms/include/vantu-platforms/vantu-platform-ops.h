@@ -86,12 +86,12 @@ typedef struct vantu_platform_ops {
 
     // Scores what is wrong with the station's Wi-Fi from a series of rows, appending vantu_issue records to
     // `issues`. The stub answers 0.
-    int (*calculate_issues)(sclist_t *data, sclist_t *issues, vantu_issue_statistics *stats,
-                            const char *interface, const char *mac);
+    int (*calculate_issues)(sclist_t *data, sclist_t *issues, vantu_issue_statistics *stats, const char *interface,
+                            const char *mac);
 
     // Converts rows into the common statistics records, appended to `standardized_data`. The stub answers 0.
-    int (*convert_to_standard_format)(sclist_t *platform_data, sclist_t *standardized_data,
-                                      const char *interface, const char *mac);
+    int (*convert_to_standard_format)(sclist_t *platform_data, sclist_t *standardized_data, const char *interface,
+                                      const char *mac);
 
     // ---- Statistics samples ----
 
@@ -109,8 +109,8 @@ typedef struct vantu_platform_ops {
     // Appends the members of an ipset as texts. The stub answers 0.
     int (*ipset_get_members)(sclist_t *entries, const char *ipset_name);
 
-    // Install, check for (0 when present) and remove the rules that mark packets. The stub of the check
-    // answers 0.
+    // Install, check for (0 when present) and remove the rules that mark packets. The stubs of the first and the last
+    // do nothing; the stub of the check answers 0.
     void (*iptables_setup)(void);
     int (*iptables_check)(void);
     void (*iptables_destroy)(void);
@@ -118,7 +118,7 @@ typedef struct vantu_platform_ops {
     // Prepares the platform's queues. There is no stub.
     void (*qos_setup)(void);
 
-    // Empties the hardware flow cache.
+    // Empties the hardware flow cache. The stub does nothing.
     void (*flush_flows)(void);
 
     // Read into `count`, and set, how many packets of a flow pass through software before the flow cache takes

@@ -122,15 +122,14 @@ int sclist_comparator_string(const void *a, const void *b);
 // Walks a list: SCLIST_FOREACH(vantu_ll_dhcp, lease, &list) { ... } SCLIST_FOREACH_END(&list);
 // The walk ends on the NULL of the tail sentinel; the result of hasnext is discarded, on purpose. Leaving the
 // body with break still reaches the END; return does not stop the iterator.
-#define SCLIST_FOREACH(type, var_name, list_ptr)                                                              \
-    {                                                                                                         \
-        type *var_name;                                                                                       \
-        (void)sclist_iterator_start(list_ptr);                                                                \
-        while ((void)sclist_iterator_hasnext(list_ptr),                                                       \
-               (var_name = (type *)sclist_iterator_next(list_ptr)) != NULL)
+#define SCLIST_FOREACH(type, var_name, list_ptr) \
+    {                                            \
+        type *var_name;                          \
+        (void)sclist_iterator_start(list_ptr);   \
+        while ((void)sclist_iterator_hasnext(list_ptr), (var_name = (type *)sclist_iterator_next(list_ptr)) != NULL)
 
-#define SCLIST_FOREACH_END(list_ptr)                                                                          \
-    (void)sclist_iterator_stop(list_ptr);                                                                     \
+#define SCLIST_FOREACH_END(list_ptr)      \
+    (void)sclist_iterator_stop(list_ptr); \
     }
 
 #ifdef __cplusplus

@@ -1,0 +1,80 @@
+// The frame around a tool: see private/tool.hpp.
+
+#include "tool.hpp"
+
+#include "vantu-ll-api/testfile.h"
+
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+
+namespace vantu
+{
+
+namespace
+{
+
+const char *base_name(const char *path)
+{
+    const char *slash = strrchr(path, '/');
+    return slash == nullptr ? path : slash + 1;
+}
+
+bool may_stand_bare(unsigned char character)
+{
+    // isalnum would ask the locale.
+    return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
+           (character >= '0' && character <= '9') || strchr("._:@%+,/[]-", character) != nullptr;
+}
+
+bool may_stand_quoted(unsigned char character)
+{
+    return character != '\'' && character >= 0x20 && character != 0x7f;
+}
+
+bool all_of(const char *text, bool (*allowed)(unsigned char))
+{
+    for (; *text != '\0'; text++) {
+        if (!allowed(static_cast<unsigned char>(*text)))
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+bool may_stand(const char *text)
+{
+    return all_of(text, may_stand_bare);
+}
+
+bool may_stand(quoted text)
+{
+    return all_of(text.text, may_stand_quoted);
+}
+
+FILE *open_tool(const command &what, const reader &how)
+{
+    FILE *stream = nullptr;
+    if (what.safe)
+        stream = how.sample == nullptr ? popen(what.text, "re") : _ll_popen_cmd_or_testfile(what.text, how.sample);
+    if (stream != nullptr)
+        return stream;
+    if (how.report != nullptr)
+        how.report(what.text);
+    else
+        log_log(LOG_C_ERROR, base_name(how.where.file), how.where.line, "incorrect parameters or too many files.");
+    return nullptr;
+}
+
+int close_tool(FILE *stream, const char *command_text, int parsed, place where)
+{
+    if (pclose(stream) != -1)
+        return parsed;
+    if (errno == ECHILD)
+        return 0;
+    log_log(LOG_C_ERROR, base_name(where.file), where.line, "%s errno:%d, %s", command_text, errno, strerror(errno));
+    return parsed;
+}
+
+} // namespace vantu
