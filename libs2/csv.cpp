@@ -97,6 +97,13 @@ char *write_number(char *at, T number)
     return std::to_chars(at, at + 21, number).ptr;
 }
 
+char *write_text(char *at, const char *text, size_t size)
+{
+    const size_t length = size == 0 ? strlen(text) : strnlen(text, size);
+    memcpy(at, text, length);
+    return at + length;
+}
+
 // Writes a column's value at `at` and returns where it ends.
 char *write_value(const vantu_csv_table_row &row, char *at)
 {
@@ -108,7 +115,7 @@ char *write_value(const vantu_csv_table_row &row, char *at)
     case VANTU_TYPE_INT:
         return write_number(at, static_cast<int32_t>(load_number(row.dataptr, row.size)));
     case VANTU_TYPE_STRING:
-        return stpcpy(at, static_cast<const char *>(row.dataptr));
+        return write_text(at, static_cast<const char *>(row.dataptr), row.size);
     case VANTU_TYPE_FLOAT: {
         float value;
         memcpy(&value, row.dataptr, sizeof(value));
@@ -131,9 +138,10 @@ void read_value(const vantu_csv_table_row &row, const char *field)
         return;
     }
     case VANTU_TYPE_U64:
+        return store_number(row.dataptr, row.size, strtoull(field, nullptr, 10));
     case VANTU_TYPE_U32:
     case VANTU_TYPE_INT:
-        return store_number(row.dataptr, row.size, strtoull(field, nullptr, 10));
+        return store_number(row.dataptr, row.size, static_cast<uint32_t>(strtoull(field, nullptr, 10)));
     default:
         return;
     }
@@ -391,12 +399,18 @@ uint64_t _get_delta64(uint64_t a, uint64_t b)
 
 int brcm_timeval_diff(struct timeval a, struct timeval b)
 {
-    const auto seconds = static_cast<long long>(a.tv_sec) - b.tv_sec;
-    const auto microseconds = static_cast<long long>(a.tv_usec) - b.tv_usec;
-    const long long units = seconds > 99 ? seconds * 100000 : (seconds * 1000000 + microseconds) / 10;
-    if (units > INT_MAX)
+    // Beyond this an int does not hold the time.
+    constexpr long long most_seconds = INT_MAX / 100000;
+    long long seconds = 0;
+    if (__builtin_sub_overflow(a.tv_sec, b.tv_sec, &seconds))
+        seconds = a.tv_sec > b.tv_sec ? LLONG_MAX : LLONG_MIN;
+    if (seconds > most_seconds)
         return INT_MAX;
-    return units < INT_MIN ? INT_MIN : static_cast<int>(units);
+    if (seconds < -most_seconds)
+        return INT_MIN;
+    if (seconds > 99)
+        return static_cast<int>(seconds * 100000);
+    return static_cast<int>((seconds * 1000000 + (a.tv_usec - b.tv_usec)) / 10);
 }
 
 int vantu_merge_fpingdq_csv_files(const char *non_ping_path, const char *ping_path)

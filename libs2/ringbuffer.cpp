@@ -104,7 +104,8 @@ void *vantu_ringbuffer_get_at(vantu_ringbuffer *ring, int idx)
     if (held == 0 || ring->array == nullptr)
         return nullptr;
     const int base = idx < 0 ? ring->write_index : ring->read_index;
-    return slot(ring, mod(base + idx, held));
+    // Reduced first, so that no position is too large to be added.
+    return slot(ring, mod(base + idx % held, held));
 }
 
 int mod(int a, int b)

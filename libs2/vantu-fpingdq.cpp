@@ -38,7 +38,7 @@ struct bound_table {
     vantu_fpingdq_ping record = {};
     sclist_t table;
     vantu::list_owner owner{table, vantu_csv_init_csv_table};
-    int idxs[std::size(columns)];
+    int idxs[std::size(columns)] = {};
 
     bound_table() { (void)vantu_fpingdq_fill_csv_table(&table, &record); }
 };

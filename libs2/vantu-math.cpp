@@ -68,14 +68,15 @@ float vantum_percentile(const float *sequence, int sequence_length, float percen
 {
     if (sequence_length < 1)
         return 0.0F;
+    // The rank, from one; its whole part is the element below.
     const float rank = static_cast<float>(sequence_length - 1) * percentile + 1.0F;
-    const int below = static_cast<int>(floorf(rank));
-    if (below < 1)
+    if (!(rank >= 1.0F))
         return 0.0F;
-    if (below == 1)
+    if (rank < 2.0F)
         return sequence[0];
-    if (below >= sequence_length)
+    if (rank >= static_cast<float>(sequence_length))
         return sequence[sequence_length - 1];
+    const int below = static_cast<int>(floorf(rank));
     const float fraction = rank - static_cast<float>(below);
     return sequence[below - 1] + (sequence[below] - sequence[below - 1]) * fraction;
 }

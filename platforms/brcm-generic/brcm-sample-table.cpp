@@ -245,8 +245,10 @@ int brcm_get_chanims_cached(const char *interface, vantu_ll_wlctl_chanim_info *o
     int result = 0;
     if (!is_fresh(*slot, now)) {
         result = vantu_ll_wlctl_get_chanim_stats(interface, &slot->chanim);
-        if (result == 0)
+        if (result == 0) {
             slot->last_time = now;
+            slot->chanim.epochstamp = static_cast<uint32_t>(now.tv_sec);
+        }
     }
     *out = slot->chanim;
     return result;

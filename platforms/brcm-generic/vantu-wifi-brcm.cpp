@@ -180,6 +180,7 @@ int brcm_get_associated_devices_dhcp(sclist_t *devices)
     log_trace("radios size %d", static_cast<int>(sclist_size(&radios)));
     SCLIST_FOREACH(vantu_common_radio, radio, &radios) {
         log_trace("radio: %s", radio->interface);
+        (void)sclist_clear(&stations); // a radio without a name is not asked, and must not show the last one's
         if (vantu_ll_wlctl_assoclist(radio->interface, &stations) != 0)
             (void)fprintf(stderr, "Error getting assoclist for %s", radio->interface);
         SCLIST_FOREACH(station, one, &stations) {

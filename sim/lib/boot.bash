@@ -138,7 +138,9 @@ make_file_systems() {
 # --- tables ------------------------------------------------------------------
 
 # each_row TABLE COLUMNS HANDLER - calls HANDLER with the cells of every row.
-# COLUMNS may name several counts ("2|5"). A table that is missing has no rows.
+# COLUMNS may name several counts ("2|5") or the least ("4+"); with "raw" among
+# them a row that begins with a bar is one cell, as it stands. A table that is
+# missing has no rows.
 each_row() {
 	local file=$scenario/$1 columns=$2 handler=$3 line
 	local -a cell
@@ -149,10 +151,15 @@ each_row() {
 	while read -r line || [[ -n $line ]]; do
 		((++row))
 		[[ -n $line && $line != '#'* ]] || continue
+		if [[ $line == '|'* && $columns == *raw ]]; then
+			"$handler" "$line"
+			continue
+		fi
 		# Splitting is what is wanted; globbing is off for the "*" host name.
 		# shellcheck disable=SC2206
 		cell=($line)
-		[[ "|$columns|" == *"|${#cell[@]}|"* ]] ||
+		[[ "|$columns|" == *"|${#cell[@]}|"* ||
+			$columns == *+ && ${#cell[@]} -ge ${columns%+} ]] ||
 			die "read the scenario: $1:$row: ${#cell[@]} columns, want ${columns//|/ or }"
 		"$handler" "${cell[@]}"
 	done <"$file"
@@ -160,9 +167,13 @@ each_row() {
 }
 
 radios=()
+# Sums over the stations of a radio: bytes, bytes a second, packets, failures.
+declare -A tx_bytes tx_rate tx_packets tx_failures rx_bytes rx_rate rx_packets
 
 add_radio() {
 	radios+=("$1")
+	tx_bytes[$1]=0 tx_rate[$1]=0 tx_packets[$1]=0 tx_failures[$1]=0
+	rx_bytes[$1]=0 rx_rate[$1]=0 rx_packets[$1]=0
 	printf "%s='%s'\n" \
 		channel "$2" word "$3" version "$4" knoise "$5" tx "$6" inbss "$7" \
 		obss "$8" nocat "$9" nopkt "${10}" doze "${11}" txop "${12}" \
@@ -183,12 +194,35 @@ add_station() {
 		tx_bytes "${13}" tx_rate "${14}" tx_size "${15}" tx_retry "${16}" \
 		tx_fail "${17}" rx_bytes "${18}" rx_rate "${19}" rx_size "${20}" \
 		rx_retry "${21}" >"$machine/station/$1/${2^^}"
+	((tx_bytes[$1] += ${13}, tx_rate[$1] += ${14}, tx_packets[$1] += ${13} / ${15},
+		tx_failures[$1] += ${13} * ${17} / ${15} / 1000000,
+		rx_bytes[$1] += ${18}, rx_rate[$1] += ${19}, rx_packets[$1] += ${18} / ${20}, 1))
+}
+
+# Adds to each radio what it carries for its stations: the bytes, their growth, the
+# mean size of a packet and, in a million, the packets that are given up.
+add_traffic() {
+	local radio tx rx
+	for radio in "${radios[@]}"; do
+		tx=${tx_packets[$radio]}
+		rx=${rx_packets[$radio]}
+		printf "%s='%s'\n" \
+			carried_tx "${tx_bytes[$radio]}" carried_tx_rate "${tx_rate[$radio]}" \
+			carried_tx_size $((tx ? tx_bytes[$radio] / tx : 512)) \
+			carried_tx_fail $((tx ? tx_failures[$radio] * 1000000 / tx : 0)) \
+			carried_rx "${rx_bytes[$radio]}" carried_rx_rate "${rx_rate[$radio]}" \
+			carried_rx_size $((rx ? rx_bytes[$radio] / rx : 512)) >>"$machine/radio/$radio"
+	done
 }
 
 lease_lines=
 
+# A raw row goes to the file without its bar, with backslash escapes replaced; \c
+# leaves the rest of the line out, its end included.
 add_lease() {
-	lease_lines+="$*"$'\n'
+	local line="$*"$'\n'
+	(($# > 1)) || printf -v line '%b\n' "${1#|}"
+	lease_lines+=$line
 }
 
 neighbour_lines=
@@ -229,10 +263,48 @@ add_flow() {
 	flow_rows+=("$row:$line")
 }
 
+fault_lines=
+missing=()
+
+add_fault() {
+	local tool=$1 fault=$2 value=$3
+	local wrong="read the scenario: faults:$row:"
+	shift 3
+	[[ -e $machine/bin/$tool ]] || die "$wrong no simulated tool $tool"
+	case $fault in
+	lines | bytes | stray | status | delay)
+		[[ $value =~ ^[0-9]+$ ]] || die "$wrong $fault needs a number"
+		;;
+	silent | garbage | down)
+		[[ $value == - ]] || die "$wrong $fault takes no value"
+		;;
+	missing)
+		[[ "$value $*" == '- *' ]] || die "$wrong a tool is missing for all arguments"
+		missing+=("$tool")
+		return
+		;;
+	*) die "$wrong no fault $fault" ;;
+	esac
+	fault_lines+="$tool $fault $value $*"$'\n'
+}
+
+# The tools look whether there is a table; without one they lose no time.
+make_faults() {
+	local tool
+	for tool in "${missing[@]}"; do
+		step "remove $tool" rm -f /usr/bin/"$tool" /bin/"$tool"
+	done
+	[[ -z $fault_lines ]] || printf '%s' "$fault_lines" >"$machine/faults" ||
+		die 'write the faults'
+}
+
 read_scenario() {
 	each_row radios 21 add_radio
 	each_row stations 21 add_station
-	each_row leases '2|4|5' add_lease
+	add_traffic
+	each_row faults 4+ add_fault
+	make_faults
+	each_row leases '2|4|5|raw' add_lease
 	each_row neighbours 5 add_neighbour
 	each_row flows 11 add_flow
 	printf '%s' "$lease_lines" >/etc/dhcp_lan.leases ||

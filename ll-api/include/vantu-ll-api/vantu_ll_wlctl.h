@@ -46,7 +46,7 @@ typedef struct vantu_ll_wlctl_chanim_info {
     int idle;
     int busy;            // only in reports of version 4 and later, else 0
     uint32_t timestamp;  // the driver's clock
-    uint32_t epochstamp; // wall clock seconds; not set here
+    uint32_t epochstamp; // seconds since the epoch; not set here, the data row's cache does
 } vantu_ll_wlctl_chanim_info;
 
 // ---- One station ----
