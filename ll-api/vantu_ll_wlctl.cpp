@@ -7,11 +7,11 @@
 //
 //     version: 3
 //     chanspec tx inbss obss nocat nopkt doze txop goodtx badtx glitch badplcp knoise idle timestamp
-//     0xd0a6 10 3 29 5 9 0 42 1 1 2279 41 -92 51 61034812
+//     0xd0a6 7 4 22 3 6 0 58 2 1 1745 36 -90 61 61034812
 //
 //     version: 4
 //     chanspec tx inbss obss nocat nopkt doze txop goodtx badtx glitch badplcp knoise idle busy timestamp
-//     36/80 10 3 29 5 9 0 42 1 1 2279 41 -92 51 54 61034812
+//     36/80 7 4 22 3 6 0 58 2 1 1745 36 -90 61 42 61034812
 
 #include "text.hpp"
 #include "typed_list.hpp"

@@ -7,7 +7,7 @@
 //          state: AUTHENTICATED ASSOCIATED AUTHORIZED
 //          flags 0x1e03b: BRCM WME N_CAP AMPDU AMSDU
 //          HT caps 0x1ef: LDPC 40MHz SGI20 SGI40
-//          tx total bytes: 4329613284
+//          tx total bytes: 5120338471
 //          rate of last tx pkt: 866667 kbps - 780000 kbps
 //          per antenna noise floor: -88 -91 -90 0
 

@@ -7,8 +7,8 @@
 // Connections, as the kernel shows them; counters stand there only when accounting is on, and vendors' kernels
 // add words of their own (one line here, wrapped):
 //
-//     ipv4     2 tcp      6 7428 ESTABLISHED src=192.168.1.23 dst=203.0.113.5 sport=39451 dport=443
-//         packets=18 bytes=1096 src=203.0.113.5 dst=198.51.100.7 sport=443 dport=39451 packets=17 bytes=9253
+//     ipv4     2 tcp      6 3571 ESTABLISHED src=192.168.1.23 dst=203.0.113.5 sport=50222 dport=443
+//         packets=31 bytes=4410 src=203.0.113.5 dst=198.51.100.7 sport=443 dport=50222 packets=29 bytes=38120
 //         [ASSURED] mark=0 zone=0 use=2
 
 #include "vantu-ll-api/vantu_ll_wrt.h"

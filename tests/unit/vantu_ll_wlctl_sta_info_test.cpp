@@ -580,18 +580,18 @@ TEST(StationReport, WordsOfFlagsAndCapabilities)
 TEST(StationReport, WordsOfTheCapabilitiesOfTheOlderGeneration)
 {
     const line_row rows[] = {
-        {"word and names", "\t HT caps 0x1ef: LDPC 40MHz\n", {"htcaps=495"}},
-        {"two blanks behind the colon", "\t HT caps 0x100:  STBC-Rx\n", {"htcaps=256"}},
-        {"no names", "HT caps 0x1ef", {"htcaps=495"}},
-        {"a blank ends it", "\t HT caps 0x1ef LDPC 40MHz\n", {"htcaps=495"}},
-        {"a tab ends it", "\t HT caps 0x1ef\t40MHz\n", {"htcaps=495"}},
+        {"word and names", "\t HT caps 0x1ed: LDPC 40MHz\n", {"htcaps=493"}},
+        {"two blanks behind the colon", "\t HT caps 0x300:  STBC-Rx\n", {"htcaps=768"}},
+        {"no names", "HT caps 0x1ed", {"htcaps=493"}},
+        {"a blank ends it", "\t HT caps 0x1ed LDPC 40MHz\n", {"htcaps=493"}},
+        {"a tab ends it", "\t HT caps 0x1ed\t40MHz\n", {"htcaps=493"}},
         {"a word of 33 bits keeps the low 32", "\t HT caps 0x100000001: x\n", {"htcaps=1"}},
         {"a sign", "\t HT caps 0x-1: x\n", {"htcaps=4294967295"}},
         {"no digits count as 0", "\t HT caps 0x1: a\n\t HT caps 0xLDPC: b\n", {}},
         {"nothing before the colon takes nothing away", "\t HT caps 0x1: a\n\t HT caps 0x: b\n", {"htcaps=1"}},
-        {"no prefix", "\t HT caps 1ef: LDPC\n", {}},
+        {"no prefix", "\t HT caps 1ed: LDPC\n", {}},
         {"the next generation's line is not its", "\t VHT caps 0xff: LDPC\n", {"vhtcaps=255"}},
-        {"nor the one after that", "\t HE caps 0x6639: LDPC\n", {}},
+        {"nor the one after that", "\t HE caps 0x6629: LDPC\n", {}},
     };
     expect_lines(rows);
 }
@@ -606,8 +606,8 @@ TEST(StationReport, FourAntennas)
         const std::string before = "\t "s + line;
         const std::string set = name + "="s;
         const line_row rows[] = {
-            {"four", before + " -51 -53 -45 -52\n", {set + "-51 -53 -45 -52"}},
-            {"two", before + " -86 -87 0 0\n", {set + "-86 -87 0 0"}},
+            {"four", before + " -61 -63 -55 -62\n", {set + "-61 -63 -55 -62"}},
+            {"two", before + " -76 -77 0 0\n", {set + "-76 -77 0 0"}},
             {"positive", before + " 1 2 3 4", {set + "1 2 3 4"}},
             {"tabs", before + "\t-1\t-2\t-3\t-4\t\n", {set + "-1 -2 -3 -4"}},
             {"a fifth is ignored", before + " -1 -2 -3 -4 -5\n", {set + "-1 -2 -3 -4"}},
@@ -615,10 +615,10 @@ TEST(StationReport, FourAntennas)
              before + " 4294967295 2147483648 -4294967297 9223372036854775807\n",
              {set + "-1 -2147483648 -1 -1"}},
             {"the last of two lines counts", before + " 1 2 3 4\n" + before + " 5 6 7 8\n", {set + "5 6 7 8"}},
-            {"three are none", before + " -51 -53 -45\n", {}},
+            {"three are none", before + " -61 -63 -55\n", {}},
             {"three take nothing away", before + " 1 2 3 4\n" + before + " 5 6 7\n", {set + "1 2 3 4"}},
-            {"the fourth is a word", before + " -51 -53 -45 n/a\n", {}},
-            {"commas", before + " -51, -53, -45, -52\n", {}},
+            {"the fourth is a word", before + " -61 -63 -55 n/a\n", {}},
+            {"commas", before + " -61, -63, -55, -62\n", {}},
             {"none", before + "\n", {}},
         };
         expect_lines(rows);
@@ -628,19 +628,19 @@ TEST(StationReport, FourAntennas)
 TEST(StationReport, LinesThatOtherDriversPrintAreIgnored)
 {
     for (const char *line : {
-             "chanspec 56/160 (0xed32)",
-             "aid:16",
+             "chanspec 100/160 (0xed72)",
+             "aid:9",
              "connection: SECURED",
              "auth: WPA2-PSK",
              "crypto: AES_CCM",
-             "HE caps 0x6639: LDPC",
-             "OMI 0x02fb: 160Mhz rx=4ss tx=4ss",
+             "HE caps 0x6629: LDPC",
+             "OMI 0x02fa: 160Mhz rx=3ss tx=3ss",
              "rx data dur: 5",
              "tx total pkts sent: 5",
              "tx data pkts: 5",
              "tx data bytes: 5",
              "tx data pkts retry exhausted: 5",
-             "smoothed rssi: -45",
+             "smoothed rssi: -47",
              "MCS SET : [ 0 1 2 3 ]",
              "VHT SET : 0x1 1x1 2x1",
              "        : 0x2 1x2",
@@ -648,14 +648,14 @@ TEST(StationReport, LinesThatOtherDriversPrintAreIgnored)
              "20/40/80 MHz:",
              "NSS1 Tx: 0-11        Rx: 0-11",
              "tx nrate",
-             "legacy rate 5.5 Mbps stf mode 0 auto",
+             "legacy rate 11 Mbps stf mode 0 auto",
              "rx nrate",
-             "he mcs 9 Nss 3 Tx Exp 1 bw160 ldpc",
+             "he mcs 8 Nss 3 Tx Exp 0 bw160 ldpc",
              "wnm",
              "0x1:  BSS-Transition",
              "VENDOR OUI VALUE[0] 02:00:5E",
              "link bandwidth = 160 MHZ",
-             "RRM capability = 0x32",
+             "RRM capability = 0x12",
              "Frequency Bands Supported: 5G",
              "",
              " ",
@@ -906,7 +906,7 @@ TEST(StationReportReader, AMissingToolIsAnEmptyReport)
     EXPECT_EQ(log.lines.back(), "DEBUG internal_wlctl_get_sta_info_file: unable to read first line");
 }
 
-TEST(StationReportReader, ATaskThatCannotBeStartedIsToldWithTheNumberOneWhichIsKept)
+TEST(StationReportReader, AToolThatCannotBeStartedIsToldWithTheNumberOneWhichIsKept)
 {
     EXPECT_EQ(in_child([] {
                   sta_info info = used_info();

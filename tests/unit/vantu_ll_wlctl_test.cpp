@@ -562,7 +562,7 @@ TEST(ChannelParser, TheFirstNumberOfTheFirstLineIsTheVersionWhichDecidesTheLayou
     }
 }
 
-TEST(ChannelParser, ASpecificationWordInHexadecimalIsConvertedInVersion3Only)
+TEST(ChannelParser, AChannelWordInHexadecimalIsConvertedInVersion3Only)
 {
     const std::string values = "0xd0a6 1 2 3 4 5 6 7 8 9 10 11 -12 13 14";
     EXPECT_EQ(parse_channel(channel_report("version: 3", values)).records, texts{dump_3});
