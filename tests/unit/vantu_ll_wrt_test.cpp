@@ -403,11 +403,11 @@ TEST(LeaseParser, WithoutStreamFailsSilentlyAndLeavesAnEmptyList)
 }
 
 // Lines of the kernel's table. What a line needs stands in it by default.
-const std::string head = "ipv4     2 tcp      6 7208 ESTABLISHED ";
+const std::string head = "ipv4     2 tcp      6 3618 ESTABLISHED ";
 const std::string addresses = "src=192.168.7.10 dst=203.0.113.1 ";
-const std::string ports = "sport=42978 dport=443 ";
-const std::string reply = "src=203.0.113.1 dst=198.51.100.2 sport=443 dport=42978 ";
-const std::string known = "src=192.168.7.10 dst=203.0.113.1 sport=42978 dport=443 ";
+const std::string ports = "sport=51746 dport=443 ";
+const std::string reply = "src=203.0.113.1 dst=198.51.100.2 sport=443 dport=51746 ";
+const std::string known = "src=192.168.7.10 dst=203.0.113.1 sport=51746 dport=443 ";
 const std::string nothing_else = " zone=0 use=2 tcp_state=0 has_delta=0 ip_version=0/0";
 const std::string uncounted = "proto=6 " + known + "tx=0/0 rx=0/0 mark=0" + nothing_else;
 
@@ -434,14 +434,14 @@ TEST(ConnectionParser, EveryCorruptionOfAStoredTableGivesSoundRecords)
 TEST(ConnectionParser, LinesOfOtherKindsArePassedOverSilently)
 {
     const std::string rest =
-        "     2 tcp      6 7208 ESTABLISHED " + addresses + ports + reply + "mark=0 use=2\n";
+        "     2 tcp      6 3618 ESTABLISHED " + addresses + ports + reply + "mark=0 use=2\n";
     const row rows[] = {
         {"empty table", "", {}, {}},
         {"blank line", "\n", {}, {}},
         {"blank line, CR LF", "\r\n", {}, {}},
         {"blanks and newline", "   \n", {}, {}},
         {"IPv6", "ipv6" + rest, {}, {}},
-        {"no family", "tcp      6 7208 ESTABLISHED " + addresses + ports + reply + "mark=0 use=2\n", {}, {}},
+        {"no family", "tcp      6 3618 ESTABLISHED " + addresses + ports + reply + "mark=0 use=2\n", {}, {}},
         {"family in capitals", "IPv4" + rest, {}, {}},
         {"more behind the family", "ipv4x" + rest, {}, {}},
         {"less of the family", "ipv" + rest, {}, {}},
@@ -449,7 +449,7 @@ TEST(ConnectionParser, LinesOfOtherKindsArePassedOverSilently)
         {"the family alone on its line", "ipv4\n", {}, {}},
         {"a NUL behind less of the family", "ip\0v4"s + rest, {}, {}},
         {"the tool's closing line",
-         "conntrack v1.4.6 (conntrack-tools): 3 flow entries have been shown.\n",
+         "conntrack v1.4.7 (conntrack-tools): 5 flow entries have been shown.\n",
          {},
          {}},
         {"ICMP", "ipv4 2 icmp 1 29 " + addresses + "type=8 code=0 id=1 use=2\n", {}, {}},
@@ -465,7 +465,7 @@ TEST(ConnectionParser, LinesOfOtherKindsArePassedOverSilently)
 
 TEST(ConnectionParser, EachMissingPartIsRefusedWithItsNumberAndTheFirstWordOfTheLine)
 {
-    const std::string counters = "packets=2 bytes=112 ";
+    const std::string counters = "packets=2 bytes=327 ";
     const row rows[] = {
         {"blanks only", "   ", {}, refused("0 parsing line", "   ")},
         {"a line that begins with NUL", "\0ipv4 2\n"s, {}, refused("0 parsing line", "")},
@@ -508,7 +508,7 @@ TEST(ConnectionParser, EachMissingPartIsRefusedWithItsNumberAndTheFirstWordOfThe
          {},
          refused("3 parsing line")},
         {"the line ends with the source port",
-         head + addresses + "sport=42978\n",
+         head + addresses + "sport=51746\n",
          {},
          refused("6 parsing line")},
         {"no destination port", head + addresses + "sport=1 use=2\n", {}, refused("5 parsing line")},
@@ -562,11 +562,11 @@ TEST(ConnectionParser, EachMissingPartIsRefusedWithItsNumberAndTheFirstWordOfThe
          {},
          refused("7 parsing found == 0")},
         {"counters, but the bytes of the reply stand before its packets",
-         head + known + counters + reply + "bytes=60 packets=1 mark=0 use=2\n",
+         head + known + counters + reply + "bytes=85 packets=1 mark=0 use=2\n",
          {},
          refused("7 parsing found == 0")},
         {"the line ends with the counters",
-         head + known + "packets=2 bytes=112\n",
+         head + known + "packets=2 bytes=327\n",
          {},
          refused("7 parsing found == 0")},
         {"blanks before the family are shown with it",
@@ -588,11 +588,11 @@ TEST(ConnectionParser, EachMissingPartIsRefusedWithItsNumberAndTheFirstWordOfThe
 
 TEST(ConnectionParser, LinesThatAreTaken)
 {
-    const std::string counters = "packets=2 bytes=112 ";
-    const std::string other = "packets=1 bytes=60 ";
-    const std::string counted = "proto=6 " + known + "tx=2/112 rx=1/60 mark=";
+    const std::string counters = "packets=2 bytes=327 ";
+    const std::string other = "packets=1 bytes=85 ";
+    const std::string counted = "proto=6 " + known + "tx=2/327 rx=1/85 mark=";
     const auto from = [](const std::string &source) {
-        return "proto=6 src=" + source + " dst=203.0.113.1 sport=42978 dport=443 tx=0/0 rx=0/0 mark=0" +
+        return "proto=6 src=" + source + " dst=203.0.113.1 sport=51746 dport=443 tx=0/0 rx=0/0 mark=0" +
                nothing_else;
     };
     const auto between = [](const std::string &ports_of_it) {
@@ -629,16 +629,16 @@ TEST(ConnectionParser, LinesThatAreTaken)
          {counted + "7" + nothing_else},
          {}},
         {"packets that are no number count as none",
-         head + known + "packets=x bytes=112 " + reply + other + "mark=7 use=2\n",
+         head + known + "packets=x bytes=327 " + reply + other + "mark=7 use=2\n",
          {uncounted},
          {}},
         {"bytes that are no number stay zero",
          head + known + "packets=2 bytes=x " + reply + other + "mark=7 use=2\n",
-         {"proto=6 " + known + "tx=2/0 rx=1/60 mark=7" + nothing_else},
+         {"proto=6 " + known + "tx=2/0 rx=1/85 mark=7" + nothing_else},
          {}},
         {"another word in place of the bytes",
          head + known + "packets=2 [UNREPLIED] " + reply + other + "mark=7 use=2\n",
-         {"proto=6 " + known + "tx=2/0 rx=1/60 mark=7" + nothing_else},
+         {"proto=6 " + known + "tx=2/0 rx=1/85 mark=7" + nothing_else},
          {}},
         {"only the first use count", head + known + reply + "use=2 use=3\n", {uncounted}, {}},
         {"a use count that is no number is passed over", head + known + "use=x use=2\n", {uncounted}, {}},
@@ -684,7 +684,7 @@ TEST(ConnectionParser, LinesThatAreTaken)
          {}},
         {"a destination of 16 characters is cut",
          head + "src=a dst=203.0.113.1234567 " + ports + "use=2\n",
-         {"proto=6 src=a dst=203.0.113.12345 sport=42978 dport=443 tx=0/0 rx=0/0 mark=0" + nothing_else},
+         {"proto=6 src=a dst=203.0.113.12345 sport=51746 dport=443 tx=0/0 rx=0/0 mark=0" + nothing_else},
          {}},
         {"an address is any text",
          head + "src=%n$(x) dst=203.0.113.1 " + ports + "use=2\n",
