@@ -44,7 +44,8 @@ bool exists(const char *path)
     return stat(path, &info) == 0;
 }
 
-// The specification word is not converted in this layout, deliberately.
+// Counts are scanned without a sign, so that a 32-bit machine keeps those above 2^31. The specification word is not
+// converted in this layout, deliberately.
 int scan_values_version_4(const char *line, vantu_ll_wlctl_chanim_info &out)
 {
     char chanspec[256];

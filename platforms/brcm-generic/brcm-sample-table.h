@@ -67,8 +67,8 @@ int brcm_fill_data_struct(const char *interface, const char *mac, void *row);
 // bridge's counters stay. Returns 0.
 int brcm_calculate_delta(void *older, void *newer);
 
-// Appends one vantu_fpingdq_stats to `standardized_data` per ping of `platform_data` (vantu_fpingdq_ping) that has a
-// data row. interface and mac are not used. Returns 0.
+// Inserts one vantu_fpingdq_stats per ping of `platform_data` (vantu_fpingdq_ping) that has a data row into
+// `standardized_data`, from position 0 on, in front of what it holds. interface and mac are not used. Returns 0.
 int brcm_convert_to_standard_format(sclist_t *platform_data, sclist_t *standardized_data, const char *interface,
                                     const char *mac);
 

@@ -90,6 +90,8 @@ in_broken() {
 	check 'where everything is broken each test still ends, with its messages'
 	shown get_radios
 	expect_has 'DEBUG   Found 3 radios' "$lines"
+	expect_has 'DEBUG Done get_radios' "$lines"
+	expect_has 'INFO New radio found wl2' "$lines"
 	shown get_associated_devices
 	expect_has 'DEBUG Done get_associated_devices' "$lines"
 	expect_has 'ERROR ' "$lines"
@@ -97,7 +99,9 @@ in_broken() {
 	expect_has 'DEBUG error in brcm_fill_data_struct -' "$lines"
 	expect_has 'ERROR Error getting assoclist for wl' "$lines"
 	shown get_data_struct_size
+	expect_has 'DEBUG   got size: ' "$lines"
 	shown get_data_headers
+	expect_has ',wan_tx_bytes' "$lines"
 	local radio
 	for radio in wl0 wl1 wl2; do
 		shown is_device_active -r "$radio" -m 02:00:00:00:00:99

@@ -1028,6 +1028,23 @@ TEST_F(Sampling, TheAgeIsThatOfTheReadingNotOfTheLastUse)
     EXPECT_EQ(wlctl.calls().size(), 2U) << "at 0 and 1.2 seconds";
 }
 
+TEST_F(Sampling, AReadingCarriesTheSecondAtWhichItSucceeded)
+{
+    vantu_ll_wlctl_chanim_info info = {};
+    EXPECT_EQ(brcm_get_chanims_cached("wl0", &info), 0);
+    EXPECT_EQ(info.epochstamp, 1790000000U);
+    pass(0, 900000);
+    EXPECT_EQ(brcm_get_chanims_cached("wl0", &info), 0);
+    EXPECT_EQ(info.epochstamp, 1790000000U) << "served from the cache";
+    pass(5, 0);
+    EXPECT_EQ(brcm_get_chanims_cached("wl0", &info), 0);
+    EXPECT_EQ(info.epochstamp, 1790000005U);
+    wlctl.answers("wl0 chanim_stats", "");
+    pass(5, 0);
+    EXPECT_EQ(brcm_get_chanims_cached("wl0", &info), -1);
+    EXPECT_EQ(info.epochstamp, 0U) << "the record of a reading that failed";
+}
+
 TEST_F(Sampling, ATimeInTheFirstSecondOfAllCountsAsNever)
 {
     clock_now = {0, 500000};

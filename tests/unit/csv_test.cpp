@@ -974,6 +974,10 @@ TEST_F(CsvLookup, FieldsByName)
     EXPECT_EQ(number("rx_bytes"), -42);
     EXPECT_EQ(number("rate"), 2);
     EXPECT_EQ(number("name"), 0);
+    slots exact(texts{"16777217", "1e3", "2.75", "wl0", "7"});
+    EXPECT_EQ(vantu_csv_get_int_from_name(headers.data(), 5, "Time", exact.data(), 5), 16777217)
+        << "a float would not hold it";
+    EXPECT_EQ(vantu_csv_get_int_from_name(headers.data(), 5, "rx_bytes", exact.data(), 5), 1) << "digits only";
     EXPECT_EQ(fraction("rate"), 2.75F);
     EXPECT_EQ(fraction("RX_BYTES"), -42.0F);
     EXPECT_EQ(fraction("name"), 0.0F);

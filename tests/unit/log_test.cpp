@@ -57,8 +57,7 @@ public:
     {
         std::string all;
         char part[256];
-        for (ssize_t got;
-             (got = pread(fileno(stream()), part, sizeof(part), static_cast<off_t>(all.size()))) > 0;)
+        for (ssize_t got; (got = pread(fileno(stream()), part, sizeof(part), static_cast<off_t>(all.size()))) > 0;)
             all.append(part, static_cast<size_t>(got));
         return all;
     }
@@ -158,8 +157,8 @@ std::string console_line(const level_case &row, int line, const std::string &mes
 {
     std::string padded = row.name;
     padded.resize(5, ' ');
-    return std::string("HH:MM:SS ") + row.colour + padded +
-           "\033[0m \033[90mlog_test.cpp:" + std::to_string(line) + ":\033[0m " + message + "\n";
+    return std::string("HH:MM:SS ") + row.colour + padded + "\033[0m \033[90mlog_test.cpp:" + std::to_string(line) +
+           ":\033[0m " + message + "\n";
 }
 
 TEST(Log, VersionIsPinned)
@@ -237,8 +236,7 @@ TEST(LogConsole, TakesTheMessageAsItStands)
             // clang-format off
             log_error("%s", row.text.c_str()); const int line = __LINE__;
             // clang-format on
-            EXPECT_EQ(without_time(console.text()), console_line(level_cases[LOG_C_ERROR], line, row.text))
-                << row.name;
+            EXPECT_EQ(without_time(console.text()), console_line(level_cases[LOG_C_ERROR], line, row.text)) << row.name;
         }
     });
 }
@@ -344,8 +342,7 @@ TEST(LogConsole, SinkWritesAndFlushesOneColouredLine)
 {
     const scratch_file file;
     call_sink(stdout_callback, file.stream(), LOG_C_INFO, "%s has %d stations", "wl0", 3);
-    EXPECT_EQ(file.text(),
-              "03:04:05 \033[32mINFO \033[0m \033[90mreader.cpp:57:\033[0m wl0 has 3 stations\n");
+    EXPECT_EQ(file.text(), "03:04:05 \033[32mINFO \033[0m \033[90mreader.cpp:57:\033[0m wl0 has 3 stations\n");
 }
 
 TEST(LogFile, SinkWritesAndFlushesOnePlainLineWithItsDate)
@@ -407,8 +404,7 @@ TEST(LogSinks, AreCalledInTheOrderOfRegistrationAfterTheConsole)
     in_fresh_process([] {
         static std::string console_at_first_sink;
         static const console_capture console;
-        ASSERT_EQ(log_add_callback([](log_Event *) { console_at_first_sink = console.text(); }, nullptr, 0),
-                  0);
+        ASSERT_EQ(log_add_callback([](log_Event *) { console_at_first_sink = console.text(); }, nullptr, 0), 0);
         ASSERT_EQ(log_add_callback(note, name_b, 0), 0);
         ASSERT_EQ(log_add_callback(note, name_a, 0), 0);
         ASSERT_EQ(log_add_callback(note, name_c, 0), 0);
@@ -519,12 +515,10 @@ TEST(LogSinks, ShareOneTimeOfOneEvent)
         static const tm *seen[2];
         static int year_at_second;
         log_set_quiet(true);
-        ASSERT_EQ(log_add_callback([](log_Event *ev) { seen[0] = ev->time, ev->time->tm_year = -1234; },
-                                   nullptr, 0),
+        ASSERT_EQ(log_add_callback([](log_Event *ev) { seen[0] = ev->time, ev->time->tm_year = -1234; }, nullptr, 0),
                   0);
         ASSERT_EQ(
-            log_add_callback([](log_Event *ev) { seen[1] = ev->time, year_at_second = ev->time->tm_year; },
-                             nullptr, 0),
+            log_add_callback([](log_Event *ev) { seen[1] = ev->time, year_at_second = ev->time->tm_year; }, nullptr, 0),
             0);
         log_info("event");
         ASSERT_NE(seen[0], nullptr);
@@ -598,8 +592,7 @@ TEST(LogLock, IsHeldAroundTheConsoleAndAllSinks)
         ASSERT_EQ(log_add_callback(note, name_b, 0), 0);
         EXPECT_EQ(record.calls, texts{}) << "registering does not lock";
         log_info("event");
-        EXPECT_EQ(record.calls,
-                  (texts{"locked, console empty, 0 sinks", "unlocked, console written, 2 sinks"}));
+        EXPECT_EQ(record.calls, (texts{"locked, console empty, 0 sinks", "unlocked, console written, 2 sinks"}));
         log_set_lock(nullptr, nullptr);
     });
 }
@@ -612,8 +605,7 @@ TEST(LogLock, IsTakenEvenForAnEventThatNobodyReceives)
         log_set_lock(note_lock, &record);
         log_set_quiet(true);
         log_fatal("event");
-        EXPECT_EQ(record.calls,
-                  (texts{"locked, console empty, 0 sinks", "unlocked, console empty, 0 sinks"}));
+        EXPECT_EQ(record.calls, (texts{"locked, console empty, 0 sinks", "unlocked, console empty, 0 sinks"}));
         log_set_lock(nullptr, nullptr);
     });
 }
@@ -628,8 +620,7 @@ TEST(LogLock, CanBeCalledByHandAndTakenAway)
         log_set_lock(note_lock, &record);
         unlock();
         lock();
-        EXPECT_EQ(record.calls,
-                  (texts{"unlocked, console empty, 0 sinks", "locked, console empty, 0 sinks"}));
+        EXPECT_EQ(record.calls, (texts{"unlocked, console empty, 0 sinks", "locked, console empty, 0 sinks"}));
 
         record.calls.clear();
         log_set_lock(nullptr, &record);

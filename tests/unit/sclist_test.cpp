@@ -138,8 +138,7 @@ using keys = std::vector<int>;
 keys keys_of(const sclist_t *list)
 {
     keys all;
-    for (const sclist_entry_s *entry = list->head_sentinel->next; entry != list->tail_sentinel;
-         entry = entry->next)
+    for (const sclist_entry_s *entry = list->head_sentinel->next; entry != list->tail_sentinel; entry = entry->next)
         all.push_back(static_cast<const record *>(entry->data)->key);
     return all;
 }
@@ -748,10 +747,10 @@ TEST(SclistLocate, CallsTheComparatorWithTheSoughtElementFirst)
               0);
     EXPECT_EQ(sclist_locate(list, &sought), 1);
     ASSERT_EQ(calls.size(), 2U) << "from the first element on, no further than the match";
-    EXPECT_EQ(calls[0], std::make_pair(static_cast<const void *>(&sought),
-                                       static_cast<const void *>(sclist_get_at(list, 0))));
-    EXPECT_EQ(calls[1], std::make_pair(static_cast<const void *>(&sought),
-                                       static_cast<const void *>(sclist_get_at(list, 1))));
+    EXPECT_EQ(calls[0],
+              std::make_pair(static_cast<const void *>(&sought), static_cast<const void *>(sclist_get_at(list, 0))));
+    EXPECT_EQ(calls[1],
+              std::make_pair(static_cast<const void *>(&sought), static_cast<const void *>(sclist_get_at(list, 1))));
 }
 
 // The list of port ranges compares so: what counts is only whether the result is zero.
@@ -760,9 +759,9 @@ TEST(SclistLocate, TakesAComparatorThatTestsAnOrderAsItIs)
     records list;
     for (const int key : {50, 30, 10})
         list.append(key);
-    ASSERT_EQ(sclist_attributes_comparator(
-                  list, [](const void *a, const void *b) { return compare_key(a, b) <= 0 ? 1 : 0; }),
-              0);
+    ASSERT_EQ(
+        sclist_attributes_comparator(list, [](const void *a, const void *b) { return compare_key(a, b) <= 0 ? 1 : 0; }),
+        0);
     const record forty = make(40);
     const record ten = make(10);
     EXPECT_EQ(sclist_locate(list, &forty), 1) << "the first that is smaller";
@@ -954,7 +953,7 @@ TEST(SclistForeach, VisitsEachElementInOrderAndStopsTheIterator)
 {
     records list(5);
     keys seen;
-    SCLIST_FOREACH (record, element, list) {
+    SCLIST_FOREACH(record, element, list) {
         seen.push_back(element->key);
         EXPECT_EQ(sclist_append(list, element), -1) << "the list is locked during the walk";
     }
@@ -968,7 +967,7 @@ TEST(SclistForeach, OfAnEmptyListVisitsNothing)
 {
     records list;
     int visits = 0;
-    SCLIST_FOREACH (const record, element, list) {
+    SCLIST_FOREACH(const record, element, list) {
         visits++;
     }
     SCLIST_FOREACH_END(list);
@@ -980,7 +979,7 @@ TEST(SclistForeach, BreakStillStopsTheIteratorAndContinueGoesOn)
 {
     records list(5);
     keys seen;
-    SCLIST_FOREACH (record, element, list) {
+    SCLIST_FOREACH(record, element, list) {
         if (element->key == 2)
             continue;
         if (element->key == 4)
@@ -998,8 +997,8 @@ TEST(SclistForeach, NestsOverTwoListsWithOneNameForTheElement)
     records outer(3);
     records inner(2);
     keys seen;
-    SCLIST_FOREACH (record, out, outer) {
-        SCLIST_FOREACH (record, in, inner) {
+    SCLIST_FOREACH(record, out, outer) {
+        SCLIST_FOREACH(record, in, inner) {
             seen.push_back(out->key * 10 + in->key);
         }
         SCLIST_FOREACH_END(inner);
@@ -1016,9 +1015,9 @@ TEST(SclistForeach, NestedOverOneListSharesTheIteratorAndEndsBothWalks)
     records list(5);
     keys outer;
     keys inner;
-    SCLIST_FOREACH (record, out, list) {
+    SCLIST_FOREACH(record, out, list) {
         outer.push_back(out->key);
-        SCLIST_FOREACH (record, in, list) {
+        SCLIST_FOREACH(record, in, list) {
             inner.push_back(in->key);
         }
         SCLIST_FOREACH_END(list);
@@ -1033,7 +1032,7 @@ TEST(SclistForeach, ReturnFromTheBodyLeavesTheIteratorActive)
 {
     records list(3);
     const auto first_of = [](sclist_t *walked) {
-        SCLIST_FOREACH (record, element, walked) {
+        SCLIST_FOREACH(record, element, walked) {
             return element->key;
         }
         SCLIST_FOREACH_END(walked);
@@ -1330,8 +1329,7 @@ const unsigned int seeds[] = {1, 20260201, 4242424242};
 class list_and_model
 {
 public:
-    list_and_model(const kind &what, const course &how, unsigned int seed)
-        : kind_(what), course_(how), random_(seed)
+    list_and_model(const kind &what, const course &how, unsigned int seed) : kind_(what), course_(how), random_(seed)
     {
         for (int serial = 0; serial < 512; serial++)
             given_.push_back(make(static_cast<int>(below(48)), serial));
@@ -1390,10 +1388,7 @@ private:
         (void)sclist_attributes_comparator(&list_, kind_.comparing ? compare_key : nullptr);
     }
 
-    sclist_entry_s *entry_at(unsigned int pos)
-    {
-        return pos < model_.size() ? model_[pos].entry : list_.tail_sentinel;
-    }
+    sclist_entry_s *entry_at(unsigned int pos) { return pos < model_.size() ? model_[pos].entry : list_.tail_sentinel; }
 
     void recycle(sclist_entry_s *entry)
     {
@@ -1463,8 +1458,7 @@ private:
             want(entry == pool_.back(), "the block is not the most recently recycled one");
             pool_.pop_back();
         }
-        want(entry->data != nullptr && (entry->data == &element) != kind_.copying,
-             "copied when it should not be");
+        want(entry->data != nullptr && (entry->data == &element) != kind_.copying, "copied when it should not be");
         model_.insert(model_.begin() + pos, {&element, entry->data, entry});
     }
 
@@ -1494,9 +1488,8 @@ private:
     int position_of(const void *element) const
     {
         for (size_t pos = 0; pos < model_.size(); pos++) {
-            const bool equal = kind_.comparing
-                                   ? model_[pos].given->key == static_cast<const record *>(element)->key
-                                   : model_[pos].stored == element;
+            const bool equal = kind_.comparing ? model_[pos].given->key == static_cast<const record *>(element)->key
+                                               : model_[pos].stored == element;
             if (equal)
                 return static_cast<int>(pos);
         }

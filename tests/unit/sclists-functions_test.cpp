@@ -13,6 +13,23 @@
 #include <string>
 #include <vector>
 
+// How often a block that a test watches has been freed.
+namespace
+{
+void *watched;
+int watched_frees;
+} // namespace
+
+extern "C" {
+void __real_free(void *block);
+
+void __wrap_free(void *block)
+{
+    watched_frees += block != nullptr && block == watched ? 1 : 0;
+    __real_free(block);
+}
+}
+
 namespace
 {
 
@@ -232,9 +249,14 @@ TEST(DeviceListFree, FreesUserDataButNotTheHistoryAndMayRunTwice)
     ASSERT_NE(device.sta_stats_buff.array, nullptr);
     EXPECT_EQ(sclist_append(&list, &device), 1);
 
+    watched = device.usr_data;
+    watched_frees = 0;
     EXPECT_EQ(vantu_common_device_list_free(&list), 0);
+    EXPECT_EQ(watched_frees, 1);
     EXPECT_EQ(list.head_sentinel, nullptr);
     EXPECT_EQ(vantu_common_device_list_free(&list), 0);
+    EXPECT_EQ(watched_frees, 1);
+    watched = nullptr;
 
     const vantu_sta_stats sample = {};
     EXPECT_NE(vantu_ringbuffer_write(&device.sta_stats_buff, &sample), nullptr) << "still the owner's";

@@ -157,9 +157,8 @@ public:
     explicit fake_ubus(const std::string &output, int status = 0) : path_(dir_.path(), false)
     {
         write_file(dir_ / "output", output);
-        write_file(dir_ / "ubus", "#!/bin/sh\nfor a; do echo \"[$a]\"; done >> " + dir_.path() +
-                                      "/calls\ncat " + dir_.path() + "/output\nexit " +
-                                      std::to_string(status) + "\n");
+        write_file(dir_ / "ubus", "#!/bin/sh\nfor a; do echo \"[$a]\"; done >> " + dir_.path() + "/calls\ncat " +
+                                      dir_.path() + "/output\nexit " + std::to_string(status) + "\n");
         (void)chmod((dir_ / "ubus").c_str(), 0755);
     }
 
@@ -185,8 +184,7 @@ TEST(UbusCmdCall, SendsTheArgumentsAndReadsTheFirstLine)
         {"null arguments send the empty object", nullptr, "{}", "{}\n", "{}\n"},
         {"empty arguments stay empty", "", "", "{}\n", "{}\n"},
         {"arguments with blanks are one word", R"({ "a" : "b  c" })", R"({ "a" : "b  c" })", "x\n", "x\n"},
-        {"the shell expands nothing", "$PATH `id` $(id) * ; \\ \"", "$PATH `id` $(id) * ; \\ \"", "x\n",
-         "x\n"},
+        {"the shell expands nothing", "$PATH `id` $(id) * ; \\ \"", "$PATH `id` $(id) * ; \\ \"", "x\n", "x\n"},
         {"format characters stay", "%s%n", "%s%n", "%s%n\n", "%s%n\n"},
         {"the first of several lines", nullptr, "{}", "first\nsecond\n", "first\n"},
         {"no last newline", nullptr, "{}", "{}", "{}"},
@@ -336,8 +334,7 @@ TEST(UbusCmdCall, ReturnsOneWithAMessageWhenThePipeCannotBeOpened)
                   char reply[8] = "";
                   if (ubus_cmd_call("o", "m", nullptr, reply, sizeof(reply)) != 1)
                       return 1;
-                  const texts lines = {"TRACE ubus_cmd_call maxlen 8",
-                                       "TRACE calling ubus -t 2 -S call o m '{}'",
+                  const texts lines = {"TRACE ubus_cmd_call maxlen 8", "TRACE calling ubus -t 2 -S call o m '{}'",
                                        "ERROR Failed to run ubus -t 2 -S call o m '{}'"};
                   return log.lines == lines ? 0 : 2;
               }),
@@ -593,8 +590,7 @@ TEST(VantuCp, WhenTheDiskFillsNoPartOfTheCopyStays)
                           return 1;
                       if (reason != EFBIG)
                           return 2;
-                      return log.lines == texts{"ERROR cp failed with errno " + std::to_string(EFBIG)} ? 0
-                                                                                                       : 3;
+                      return log.lines == texts{"ERROR cp failed with errno " + std::to_string(EFBIG)} ? 0 : 3;
                   }),
                   0)
             << limit;
@@ -738,8 +734,7 @@ TEST(ReadFileToChar, AShortReadIsLoggedAndGivesWhatWasRead)
     const text_owner got(vantu_read_file_to_char(path));
     ASSERT_NE(got.text, nullptr);
     EXPECT_EQ(got.text, content);
-    EXPECT_EQ(log.lines,
-              texts{"ERROR file size != read length (" + size + " " + std::to_string(content.size()) + ")"});
+    EXPECT_EQ(log.lines, texts{"ERROR file size != read length (" + size + " " + std::to_string(content.size()) + ")"});
 }
 
 TEST(ReadFileToChar, ADirectoryGivesAnEmptyTextAndTheMessageOfAShortRead)

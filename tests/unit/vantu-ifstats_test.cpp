@@ -86,8 +86,7 @@ bool read_proc(const std::string &ifname, vantu_byte_stats &out)
     std::ifstream file("/proc/net/dev");
     for (std::string line; std::getline(file, line);) {
         const size_t colon = line.find(':');
-        if (colon == std::string::npos ||
-            line.substr(0, colon).find_last_of(' ') + 1 + ifname.size() != colon ||
+        if (colon == std::string::npos || line.substr(0, colon).find_last_of(' ') + 1 + ifname.size() != colon ||
             line.compare(colon - ifname.size(), ifname.size(), ifname) != 0)
             continue;
         std::istringstream columns(line.substr(colon + 1));
@@ -159,8 +158,7 @@ TEST_F(IfStats, OfTheLoopbackGrowByWhatIsSentOverIt)
     const char datagram[1000] = {};
     char received[1000];
     for (int i = 0; i < 10; i++) {
-        ASSERT_EQ(sendto(receiver, datagram, sizeof(datagram), 0,
-                         reinterpret_cast<const sockaddr *>(&address), length),
+        ASSERT_EQ(sendto(receiver, datagram, sizeof(datagram), 0, reinterpret_cast<const sockaddr *>(&address), length),
                   static_cast<ssize_t>(sizeof(datagram)));
         ASSERT_EQ(recv(receiver, received, sizeof(received), 0), static_cast<ssize_t>(sizeof(received)));
     }

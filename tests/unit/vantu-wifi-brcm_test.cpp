@@ -743,6 +743,15 @@ TEST_F(Devices, ByStationEachAssociationIsListedWithItsRatesAndItsLease)
     EXPECT_EQ(operations_called, texts{"get_radios"}) << "the leases come from their file";
 }
 
+TEST_F(Devices, ByStationARadioWithoutANameDoesNotShowTheStationsOfTheOneBefore)
+{
+    radio_names = {"wl0", ""};
+    stations("wl0", {"02:00:00:00:00:cd"});
+    station("wl0", "02:00:00:00:00:cd", 6);
+    EXPECT_EQ(listed_by_station().size(), 1U);
+    EXPECT_EQ(errors, "Error getting assoclist for ");
+}
+
 TEST_F(Devices, ByStationTheRadiosAreTraced)
 {
     (void)listed_by_station();

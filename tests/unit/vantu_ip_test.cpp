@@ -295,8 +295,7 @@ TEST(CommandSource, NameOfTheSampleIsIgnored)
 {
     const temporary_file sample("the sample");
     const temporary_file live("the live text");
-    for (const char *name :
-         {sample.path(), "/nonexistent/sample.txt", "", static_cast<const char *>(nullptr)}) {
+    for (const char *name : {sample.path(), "/nonexistent/sample.txt", "", static_cast<const char *>(nullptr)}) {
         FILE *command = _ll_popen_cmd_or_testfile("printf 'the live text'", name);
         ASSERT_NE(command, nullptr);
         EXPECT_EQ(rest_of(command), "the live text");

@@ -69,7 +69,7 @@ std::string dump(const ip_neigh &neighbour)
 texts dump(sclist_t &list)
 {
     texts out;
-    SCLIST_FOREACH (const ip_neigh, neighbour, &list) {
+    SCLIST_FOREACH(const ip_neigh, neighbour, &list) {
         out.push_back(dump(*neighbour));
     }
     SCLIST_FOREACH_END(&list)
@@ -140,8 +140,8 @@ public:
     void prints(const std::string &output)
     {
         std::ofstream(dir_ / "output", std::ios::binary) << output;
-        std::ofstream(dir_ / "ip") << "#!/bin/sh\necho \"$#:$*\" >> '" + dir_.path() + "/calls'\ncat '" +
-                                          dir_.path() + "/output'\n";
+        std::ofstream(dir_ / "ip") << "#!/bin/sh\necho \"$#:$*\" >> '" + dir_.path() + "/calls'\ncat '" + dir_.path() +
+                                          "/output'\n";
         chmod((dir_ / "ip").c_str(), 0755);
     }
 
@@ -229,12 +229,11 @@ bool is_sound(const ip_neigh &neighbour)
 void survive(std::string_view text)
 {
     neighbours list;
-    ASSERT_EQ(_internal_iproute_get_ip_neigh_parse(stream_of(text).get(), &list), 0)
-        << printable(std::string(text));
+    ASSERT_EQ(_internal_iproute_get_ip_neigh_parse(stream_of(text).get(), &list), 0) << printable(std::string(text));
     ASSERT_LE(sclist_size(&list), (text.size() + 1) / 8) << printable(std::string(text));
     unsigned int walked = 0;
     bool sound = true;
-    SCLIST_FOREACH (const ip_neigh, neighbour, &list) {
+    SCLIST_FOREACH(const ip_neigh, neighbour, &list) {
         walked++;
         sound = sound && is_sound(*neighbour);
     }
@@ -354,8 +353,7 @@ TEST(NeighbourParser, Lines)
          failed_address},
         {"an address text of 45 characters fits",
          v6 + " dev br0 FAILED\n",
-         {"ip=" + v6 +
-          " family=inet6 address=20010db8000000000000ffffffffffff interface=br0 mac= status=FAILED"},
+         {"ip=" + v6 + " family=inet6 address=20010db8000000000000ffffffffffff interface=br0 mac= status=FAILED"},
          {}},
         {"an address text of 46 characters is cut",
          a45 + "b dev br0 FAILED\n",
@@ -363,8 +361,7 @@ TEST(NeighbourParser, Lines)
          failed_address},
         {"a cut that leaves an address makes it one",
          v6 + "x dev br0 FAILED\n",
-         {"ip=" + v6 +
-          " family=inet6 address=20010db8000000000000ffffffffffff interface=br0 mac= status=FAILED"},
+         {"ip=" + v6 + " family=inet6 address=20010db8000000000000ffffffffffff interface=br0 mac= status=FAILED"},
          {}},
         {"a device of 17 characters fits",
          "192.0.2.1 dev abcdefghijklmnopq FAILED\n",
@@ -386,10 +383,7 @@ TEST(NeighbourParser, Lines)
          "192.0.2.1 dev br0 ABCDEFGHIJKLMNOPQR\n",
          {record + "br0 mac= status=ABCDEFGHIJKLMNOPQ"},
          {}},
-        {"a bad line stops nothing",
-         "nonsense\n192.0.2.1 dev br0 FAILED\n",
-         {record + "br0 mac= status=FAILED"},
-         {}},
+        {"a bad line stops nothing", "nonsense\n192.0.2.1 dev br0 FAILED\n", {record + "br0 mac= status=FAILED"}, {}},
         {"the same line twice gives two records",
          "192.0.2.1 dev br0 FAILED\n192.0.2.1 dev br0 FAILED\n",
          {record + "br0 mac= status=FAILED", record + "br0 mac= status=FAILED"},
@@ -403,10 +397,7 @@ TEST(NeighbourParser, Lines)
          filled("192.0.2.1 dev br0 ~ STALE", 255) + "\n",
          {record + "br0 mac= status=STALE"},
          {}},
-        {"255 characters at the end",
-         filled("192.0.2.1 dev br0 ~ STALE", 255),
-         {record + "br0 mac= status=STALE"},
-         {}},
+        {"255 characters at the end", filled("192.0.2.1 dev br0 ~ STALE", 255), {record + "br0 mac= status=STALE"}, {}},
         {"256 characters lose the last",
          filled("192.0.2.1 dev br0 ~ STALE", 256) + "\n",
          {record + "br0 mac= status=STAL"},
@@ -437,8 +428,7 @@ TEST(NeighbourParser, AppendsToWhatTheListHolds)
 {
     neighbours list;
     for (int round = 0; round < 2; round++)
-        EXPECT_EQ(_internal_iproute_get_ip_neigh_parse(stream_of("192.0.2.1 dev br0 FAILED\n").get(), &list),
-                  0);
+        EXPECT_EQ(_internal_iproute_get_ip_neigh_parse(stream_of("192.0.2.1 dev br0 FAILED\n").get(), &list), 0);
     EXPECT_EQ(sclist_size(&list), 2U);
 }
 
@@ -476,13 +466,12 @@ TEST(NeighbourList, IsSoughtByMacOrAddressInAnyCase)
 {
     neighbours list;
     const support::quiet_log quiet;
-    (void)_internal_iproute_get_ip_neigh_parse(
-        stream_of("2001:db8::ab dev br0 lladdr 02:00:00:00:00:aa STALE\n"
-                  "192.0.2.2 dev br1 lladdr 02:00:00:00:00:BB STALE\n"
-                  "192.0.2.3 dev br2 FAILED\n"
-                  "02:00:00:00:00:bb dev br3 lladdr 02:00:00:00:00:cc STALE\n")
-            .get(),
-        &list);
+    (void)_internal_iproute_get_ip_neigh_parse(stream_of("2001:db8::ab dev br0 lladdr 02:00:00:00:00:aa STALE\n"
+                                                         "192.0.2.2 dev br1 lladdr 02:00:00:00:00:BB STALE\n"
+                                                         "192.0.2.3 dev br2 FAILED\n"
+                                                         "02:00:00:00:00:bb dev br3 lladdr 02:00:00:00:00:cc STALE\n")
+                                                   .get(),
+                                               &list);
     const struct {
         const char *key;
         const char *interface; // null: not found
@@ -508,8 +497,7 @@ TEST(NeighbourList, RecordsAreEqualWhenTheirAddressTextsAreIdentical)
 {
     neighbours list;
     (void)_internal_iproute_get_ip_neigh_parse(
-        stream_of("192.0.2.2 dev br0 FAILED\n2001:db8::ab dev br0 lladdr 02:00:00:00:00:aa STALE\n").get(),
-        &list);
+        stream_of("192.0.2.2 dev br0 FAILED\n2001:db8::ab dev br0 lladdr 02:00:00:00:00:aa STALE\n").get(), &list);
     ip_neigh key = {};
     strcpy(key.ip, "2001:db8::ab");
     EXPECT_EQ(sclist_locate(&list, &key), 1);

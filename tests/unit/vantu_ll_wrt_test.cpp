@@ -69,8 +69,8 @@ std::string lines_of(const texts &all)
 
 std::string dump(const vantu_ll_dhcp &lease)
 {
-    return "expires=" + std::to_string(lease.expires) + " mac=" + lease.mac_address +
-           " ip=" + lease.ip_address + " hostname=" + lease.hostname;
+    return "expires=" + std::to_string(lease.expires) + " mac=" + lease.mac_address + " ip=" + lease.ip_address +
+           " hostname=" + lease.hostname;
 }
 
 // The text that the readers of text write over the bytes of an address.
@@ -83,12 +83,11 @@ std::string dump(const vantu_ll_conntrack_flow &flow)
 {
     const auto number = [](uint64_t value) { return std::to_string(value); };
     return "proto=" + number(flow.proto) + " src=" + text_of(flow.src) + " dst=" + text_of(flow.dst) +
-           " sport=" + number(flow.sport) + " dport=" + number(flow.dport) +
-           " tx=" + number(flow.tx_packets) + "/" + number(flow.tx_bytes) + " rx=" + number(flow.rx_packets) +
-           "/" + number(flow.rx_bytes) + " mark=" + number(flow.mark) + " zone=" + number(flow.zone) +
-           " use=" + number(flow.use) + " tcp_state=" + number(flow.tcp_state) +
-           " has_delta=" + number(flow.has_delta) + " ip_version=" + std::to_string(flow.src.ip_version) +
-           "/" + std::to_string(flow.dst.ip_version);
+           " sport=" + number(flow.sport) + " dport=" + number(flow.dport) + " tx=" + number(flow.tx_packets) + "/" +
+           number(flow.tx_bytes) + " rx=" + number(flow.rx_packets) + "/" + number(flow.rx_bytes) +
+           " mark=" + number(flow.mark) + " zone=" + number(flow.zone) + " use=" + number(flow.use) +
+           " tcp_state=" + number(flow.tcp_state) + " has_delta=" + number(flow.has_delta) +
+           " ip_version=" + std::to_string(flow.src.ip_version) + "/" + std::to_string(flow.dst.ip_version);
 }
 
 template <size_t N>
@@ -120,7 +119,7 @@ template <typename Record>
 texts dump_all(sclist_t &list)
 {
     texts out;
-    SCLIST_FOREACH (const Record, record, &list) {
+    SCLIST_FOREACH(const Record, record, &list) {
         out.push_back(dump(*record));
     }
     SCLIST_FOREACH_END(&list)
@@ -133,7 +132,7 @@ int count_sound(sclist_t &list)
 {
     int count = 0;
     bool sound = true;
-    SCLIST_FOREACH (const Record, record, &list) {
+    SCLIST_FOREACH(const Record, record, &list) {
         count++;
         sound = sound && is_sound(*record);
     }
@@ -262,8 +261,7 @@ std::string filled(std::string text, size_t length)
 struct used_records : records {
     explicit used_records(const reader &of) : records(of)
     {
-        const std::string line =
-            of.init == leases.init ? "1 m i h" : "ipv4 src=a dst=b sport=1 dport=2 x use=1";
+        const std::string line = of.init == leases.init ? "1 m i h" : "ipv4 src=a dst=b sport=1 dport=2 x use=1";
         (void)of.parse(stream_of(line).get(), this);
         EXPECT_EQ(sclist_size(this), 1U);
     }
@@ -341,10 +339,7 @@ TEST(LeaseParser, Lines)
          "1 abcdefghijklmnopqr i h\n",
          {"expires=1 mac=abcdefghijklmnopq ip=r hostname=i"},
          {}},
-        {"an address of 39 characters",
-         "1 m " + a39 + " h\n",
-         {"expires=1 mac=m ip=" + a39 + " hostname=h"},
-         {}},
+        {"an address of 39 characters", "1 m " + a39 + " h\n", {"expires=1 mac=m ip=" + a39 + " hostname=h"}, {}},
         {"an address of 40 characters spills into the name",
          "1 m " + a39 + "b h\n",
          {"expires=1 mac=m ip=" + a39 + " hostname=b"},
@@ -377,8 +372,7 @@ TEST(LeaseParser, Lines)
         {"a bad line of 600 characters",
          std::string(600, 'p'),
          {},
-         {"ERROR Error parsing dhcp " + std::string(255, 'p'),
-          "ERROR Error parsing dhcp " + std::string(255, 'p'),
+         {"ERROR Error parsing dhcp " + std::string(255, 'p'), "ERROR Error parsing dhcp " + std::string(255, 'p'),
           "ERROR Error parsing dhcp " + std::string(90, 'p')}},
     };
     expect_rows(leases, rows);
@@ -433,8 +427,7 @@ TEST(ConnectionParser, EveryCorruptionOfAStoredTableGivesSoundRecords)
 
 TEST(ConnectionParser, LinesOfOtherKindsArePassedOverSilently)
 {
-    const std::string rest =
-        "     2 tcp      6 3618 ESTABLISHED " + addresses + ports + reply + "mark=0 use=2\n";
+    const std::string rest = "     2 tcp      6 3618 ESTABLISHED " + addresses + ports + reply + "mark=0 use=2\n";
     const row rows[] = {
         {"empty table", "", {}, {}},
         {"blank line", "\n", {}, {}},
@@ -448,10 +441,7 @@ TEST(ConnectionParser, LinesOfOtherKindsArePassedOverSilently)
         {"a tab parts no words", "ipv4\t2 tcp 6 " + addresses + ports + "use=2\n", {}, {}},
         {"the family alone on its line", "ipv4\n", {}, {}},
         {"a NUL behind less of the family", "ip\0v4"s + rest, {}, {}},
-        {"the tool's closing line",
-         "conntrack v1.4.7 (conntrack-tools): 5 flow entries have been shown.\n",
-         {},
-         {}},
+        {"the tool's closing line", "conntrack v1.4.7 (conntrack-tools): 5 flow entries have been shown.\n", {}, {}},
         {"ICMP", "ipv4 2 icmp 1 29 " + addresses + "type=8 code=0 id=1 use=2\n", {}, {}},
         {"IGMP", "ipv4 2 unknown 2 29 " + addresses + "use=2\n", {}, {}},
         {"ICMP by its number alone", "ipv4 2 tcp 1 29 " + addresses + ports + "x use=2\n", {}, {}},
@@ -474,48 +464,27 @@ TEST(ConnectionParser, EachMissingPartIsRefusedWithItsNumberAndTheFirstWordOfThe
         {"the family and a blank", "ipv4 \n", {}, refused("1 parsing line")},
         {"no addresses", head + "\n", {}, refused("1 parsing line")},
         {"no source", head + "dst=203.0.113.1 " + ports + "use=2\n", {}, refused("1 parsing line")},
-        {"an empty source is none",
-         head + "src= dst=203.0.113.1 " + ports + "use=2\n",
-         {},
-         refused("1 parsing line")},
+        {"an empty source is none", head + "src= dst=203.0.113.1 " + ports + "use=2\n", {}, refused("1 parsing line")},
         {"source in capitals is none", head + "SRC=192.0.2.1\n", {}, refused("1 parsing line")},
         {"the line ends with the source", head + "src=192.0.2.1", {}, refused("2 parsing line")},
         {"no destination", head + "src=192.0.2.1 " + ports + "use=2\n", {}, refused("2 parsing line")},
-        {"an empty destination",
-         head + "src=192.0.2.1 dst= " + ports + "use=2\n",
-         {},
-         refused("2 parsing line")},
+        {"an empty destination", head + "src=192.0.2.1 dst= " + ports + "use=2\n", {}, refused("2 parsing line")},
         {"a word before the destination",
          head + "src=192.0.2.1 x dst=192.0.2.2 " + ports + "use=2\n",
          {},
          refused("2 parsing line")},
-        {"the line ends with the destination",
-         head + "src=192.0.2.1 dst=192.0.2.2\n",
-         {},
-         refused("4 parsing line")},
+        {"the line ends with the destination", head + "src=192.0.2.1 dst=192.0.2.2\n", {}, refused("4 parsing line")},
         {"no source port", head + addresses + "dport=443 use=2\n", {}, refused("3 parsing line")},
         {"a newline for the source port", head + addresses + "\n", {}, refused("3 parsing line")},
-        {"an empty source port",
-         head + addresses + "sport= dport=443 use=2\n",
-         {},
-         refused("3 parsing line")},
+        {"an empty source port", head + addresses + "sport= dport=443 use=2\n", {}, refused("3 parsing line")},
         {"a source port that is no number",
          head + addresses + "sport=http dport=443 use=2\n",
          {},
          refused("3 parsing line")},
-        {"a protocol without ports",
-         "ipv4 2 gre 47 29 " + addresses + "srckey=0x0\n",
-         {},
-         refused("3 parsing line")},
-        {"the line ends with the source port",
-         head + addresses + "sport=51746\n",
-         {},
-         refused("6 parsing line")},
+        {"a protocol without ports", "ipv4 2 gre 47 29 " + addresses + "srckey=0x0\n", {}, refused("3 parsing line")},
+        {"the line ends with the source port", head + addresses + "sport=51746\n", {}, refused("6 parsing line")},
         {"no destination port", head + addresses + "sport=1 use=2\n", {}, refused("5 parsing line")},
-        {"an empty destination port",
-         head + addresses + "sport=1 dport= use=2\n",
-         {},
-         refused("5 parsing line")},
+        {"an empty destination port", head + addresses + "sport=1 dport= use=2\n", {}, refused("5 parsing line")},
         {"a destination port that is no number",
          head + addresses + "sport=1 dport=x use=2\n",
          {},
@@ -527,15 +496,9 @@ TEST(ConnectionParser, EachMissingPartIsRefusedWithItsNumberAndTheFirstWordOfThe
          {},
          refused("8 parsing packets")},
         {"the line ends with the packets", head + known + "packets=2\n", {}, refused("10 parsing bytes")},
-        {"no use count",
-         head + known + reply + "[ASSURED] mark=0 zone=0\n",
-         {},
-         refused("7 parsing found == 0")},
+        {"no use count", head + known + reply + "[ASSURED] mark=0 zone=0\n", {}, refused("7 parsing found == 0")},
         {"an empty use count", head + known + reply + "use=\n", {}, refused("7 parsing found == 0")},
-        {"a use count that is no number",
-         head + known + reply + "use=x\n",
-         {},
-         refused("7 parsing found == 0")},
+        {"a use count that is no number", head + known + reply + "use=x\n", {}, refused("7 parsing found == 0")},
         {"a word that ends in use=", head + known + reply + "reuse=2\n", {}, refused("7 parsing found == 0")},
         {"counters, but no use count",
          head + known + counters + reply + counters + "mark=0\n",
@@ -569,19 +532,10 @@ TEST(ConnectionParser, EachMissingPartIsRefusedWithItsNumberAndTheFirstWordOfThe
          head + known + "packets=2 bytes=327\n",
          {},
          refused("7 parsing found == 0")},
-        {"blanks before the family are shown with it",
-         "  ipv4 2 tcp 6\n",
-         {},
-         refused("1 parsing line", "  ipv4")},
+        {"blanks before the family are shown with it", "  ipv4 2 tcp 6\n", {}, refused("1 parsing line", "  ipv4")},
         {"CR LF", "ipv4 2 tcp 6\r\n", {}, refused("1 parsing line")},
-        {"a NUL hides the use count",
-         head + known + reply + "mark=0 \0use=2\n"s,
-         {},
-         refused("7 parsing found == 0")},
-        {"a NUL hides the ports",
-         head + addresses + "\0"s + ports + "use=2\n",
-         {},
-         refused("4 parsing line")},
+        {"a NUL hides the use count", head + known + reply + "mark=0 \0use=2\n"s, {}, refused("7 parsing found == 0")},
+        {"a NUL hides the ports", head + addresses + "\0"s + ports + "use=2\n", {}, refused("4 parsing line")},
     };
     expect_rows(connections, rows);
 }
@@ -592,12 +546,10 @@ TEST(ConnectionParser, LinesThatAreTaken)
     const std::string other = "packets=1 bytes=85 ";
     const std::string counted = "proto=6 " + known + "tx=2/327 rx=1/85 mark=";
     const auto from = [](const std::string &source) {
-        return "proto=6 src=" + source + " dst=203.0.113.1 sport=51746 dport=443 tx=0/0 rx=0/0 mark=0" +
-               nothing_else;
+        return "proto=6 src=" + source + " dst=203.0.113.1 sport=51746 dport=443 tx=0/0 rx=0/0 mark=0" + nothing_else;
     };
     const auto between = [](const std::string &ports_of_it) {
-        return "proto=6 src=192.168.7.10 dst=203.0.113.1 " + ports_of_it + " tx=0/0 rx=0/0 mark=0" +
-               nothing_else;
+        return "proto=6 src=192.168.7.10 dst=203.0.113.1 " + ports_of_it + " tx=0/0 rx=0/0 mark=0" + nothing_else;
     };
     const auto of_protocol = [](const std::string &number) {
         return "proto=" + number + " " + known + "tx=0/0 rx=0/0 mark=0" + nothing_else;
@@ -614,18 +566,14 @@ TEST(ConnectionParser, LinesThatAreTaken)
          {}},
         {"no state", "ipv4 2 tcp 6 " + known + reply + "[OFFLOAD] mark=0 use=2\n", {uncounted}, {}},
         {"no counters", head + known + reply + "mark=0 zone=0 use=2\n", {uncounted}, {}},
-        {"no counters: the mark is not read",
-         head + known + reply + "mark=7 zone=5 use=2\n",
-         {uncounted},
-         {}},
+        {"no counters: the mark is not read", head + known + reply + "mark=7 zone=5 use=2\n", {uncounted}, {}},
         {"no counters of the original direction: those of the reply are not read, nor is the mark",
          head + known + reply + other + "mark=7 use=2\n",
          {uncounted},
          {}},
         {"no reply", head + known + "use=2\n", {uncounted}, {}},
         {"words between reply and mark",
-         head + known + counters + reply + other +
-             "[ASSURED] [FASTNAT] nmark=9 mark=7 sc=0 slan attrs= use=2\n",
+         head + known + counters + reply + other + "[ASSURED] [FASTNAT] nmark=9 mark=7 sc=0 slan attrs= use=2\n",
          {counted + "7" + nothing_else},
          {}},
         {"packets that are no number count as none",
@@ -646,22 +594,13 @@ TEST(ConnectionParser, LinesThatAreTaken)
         {"no last newline", head + known + reply + "mark=0 use=2", {uncounted}, {}},
         {"CR LF", head + known + reply + "mark=0 use=2\r\n", {uncounted}, {}},
         {"a NUL behind the use count", head + known + "x use=2 \0 rest\n"s, {uncounted}, {}},
-        {"a bad line stops nothing",
-         head + "\n" + head + known + "use=2\n",
-         {uncounted},
-         refused("1 parsing line")},
-        {"the same connection twice",
-         head + known + "use=2\n" + head + known + "use=2\n",
-         {uncounted, uncounted},
-         {}},
+        {"a bad line stops nothing", head + "\n" + head + known + "use=2\n", {uncounted}, refused("1 parsing line")},
+        {"the same connection twice", head + known + "use=2\n" + head + known + "use=2\n", {uncounted, uncounted}, {}},
         // Protocol
         {"UDP", "ipv4 2 udp 17 " + known + "use=2\n", {of_protocol("17")}, {}},
         {"the number counts, not the name", "ipv4 2 icmp 17 " + known + "use=2\n", {of_protocol("17")}, {}},
         {"protocol 255", "ipv4 2 x 255 " + known + "use=2\n", {of_protocol("255")}, {}},
-        {"of protocol 262 the low eight bits stay",
-         "ipv4 2 x 262 " + known + "use=2\n",
-         {of_protocol("6")},
-         {}},
+        {"of protocol 262 the low eight bits stay", "ipv4 2 x 262 " + known + "use=2\n", {of_protocol("6")}, {}},
         {"a protocol that is no number", "ipv4 2 tcp x " + known + "use=2\n", {of_protocol("0")}, {}},
         {"no protocol", "ipv4 " + known + "use=2\n", {of_protocol("0")}, {}},
         {"the source in place of the protocol", "ipv4 2 tcp " + known + "use=2\n", {of_protocol("0")}, {}},
@@ -686,10 +625,7 @@ TEST(ConnectionParser, LinesThatAreTaken)
          head + "src=a dst=203.0.113.1234567 " + ports + "use=2\n",
          {"proto=6 src=a dst=203.0.113.12345 sport=51746 dport=443 tx=0/0 rx=0/0 mark=0" + nothing_else},
          {}},
-        {"an address is any text",
-         head + "src=%n$(x) dst=203.0.113.1 " + ports + "use=2\n",
-         {from("%n$(x)")},
-         {}},
+        {"an address is any text", head + "src=%n$(x) dst=203.0.113.1 " + ports + "use=2\n", {from("%n$(x)")}, {}},
         // Numbers
         {"ports zero", head + addresses + "sport=0 dport=0 use=2\n", {between("sport=0 dport=0")}, {}},
         {"the highest ports",
@@ -705,8 +641,7 @@ TEST(ConnectionParser, LinesThatAreTaken)
          {between("sport=80 dport=443")},
          {}},
         {"the highest counters and mark",
-         head + known +
-             "packets=18446744073709551615 bytes=18446744073709551614 src=a dst=b sport=1 dport=2 " +
+         head + known + "packets=18446744073709551615 bytes=18446744073709551614 src=a dst=b sport=1 dport=2 " +
              "packets=18446744073709551613 bytes=18446744073709551612 mark=4294967295 use=65535\n",
          {"proto=6 " + known + "tx=18446744073709551615/18446744073709551614 " +
           "rx=18446744073709551613/18446744073709551612 mark=4294967295 zone=0 use=65535 " +
@@ -716,10 +651,7 @@ TEST(ConnectionParser, LinesThatAreTaken)
         {"a use count of zero", head + known + "use=0\n", {used("0")}, {}},
         // A read takes 319 characters.
         {"318 characters and newline", filled(head + known + "~ use=12", 318) + "\n", {used("12")}, {}},
-        {"319 characters leave the newline as a line",
-         filled(head + known + "~ use=12", 319) + "\n",
-         {used("12")},
-         {}},
+        {"319 characters leave the newline as a line", filled(head + known + "~ use=12", 319) + "\n", {used("12")}, {}},
         {"319 characters at the end", filled(head + known + "~ use=12", 319), {used("12")}, {}},
         {"320 characters lose the last", filled(head + known + "~ use=12", 320) + "\n", {used("1")}, {}},
         {"321 characters lose the last two",
@@ -734,10 +666,7 @@ TEST(ConnectionParser, LinesThatAreTaken)
          filled(head + known + "~ use=12", 319) + "  ",
          {used("12")},
          refused("0 parsing line", "  ")},
-        {"a word of 1000 characters",
-         std::string(1000, 'p') + "\n" + head + known + "use=2\n",
-         {uncounted},
-         {}},
+        {"a word of 1000 characters", std::string(1000, 'p') + "\n" + head + known + "use=2\n", {uncounted}, {}},
         {"an address as long as a line can be",
          filled("ipv4 2 tcp 6 src=~ dst=203.0.113.1 " + ports + "use=2", 319) + "\n",
          {from(std::string(15, 'p'))},
@@ -848,8 +777,7 @@ vantu_ll_conntrack_flow flow_between(const vantu_ip &src, const vantu_ip &dst)
     return flow;
 }
 
-void expect_same(const vantu_ll_conntrack_flow &a, const vantu_ll_conntrack_flow &b, bool same,
-                 const char *name)
+void expect_same(const vantu_ll_conntrack_flow &a, const vantu_ll_conntrack_flow &b, bool same, const char *name)
 {
     records list(connections);
     EXPECT_EQ(list.attrs.seeker(&a, &b), same ? 1 : 0) << name;
@@ -924,12 +852,9 @@ TEST(ConnectionList, IPv6ConnectionsThatShareTheFirst32BitsAreTheSame)
 TEST(ConnectionList, ConnectionsInTextThatShareTheFirstFourCharactersAreTheSame)
 {
     const auto flow = flow_between(as_text("192.168.7.10"), as_text("203.0.113.1"));
-    expect_same(flow, flow_between(as_text("192.0.2.99"), as_text("203.9.9.9")), true,
-                "same four characters");
-    expect_same(flow, flow_between(as_text("193.168.7.10"), as_text("203.0.113.1")), false,
-                "the third differs");
-    expect_same(flow, flow_between(as_text("192.168.7.10"), as_text("2030.0.113.1")), false,
-                "the fourth differs");
+    expect_same(flow, flow_between(as_text("192.0.2.99"), as_text("203.9.9.9")), true, "same four characters");
+    expect_same(flow, flow_between(as_text("193.168.7.10"), as_text("203.0.113.1")), false, "the third differs");
+    expect_same(flow, flow_between(as_text("192.168.7.10"), as_text("2030.0.113.1")), false, "the fourth differs");
 }
 
 TEST(ConnectionList, FindsTheFirstOfTheSame)

@@ -1,6 +1,7 @@
 // What the Broadcom driver knows, from the text reports of its `wlctl` tool.
 //
-// Every reader runs the tool once and returns 0 when it parsed the report. Radios are interface names ("wl0"). Tools
+// Every reader runs the tool once and returns 0 when it parsed the report. A radio name or MAC that would change what
+// the shell runs is refused as if the tool could not be started. Radios are interface names ("wl0"). Tools
 // whose end cannot be observed (pclose failing with ECHILD) count as successful, whatever the parser found.
 #ifndef VANTU_LL_API_VANTU_LL_WLCTL_H
 #define VANTU_LL_API_VANTU_LL_WLCTL_H
@@ -222,8 +223,9 @@ int vantu_ll_wlctl_wme_counters_get_delta(vantu_ll_wlctl_wme_counters *wifi_old,
 int vantu_ll_wlctl_get_wme_counters(const char *radio, vantu_ll_wlctl_wme_counters *wme);
 int _get_wme_counters_data(FILE *fp, vantu_ll_wlctl_wme_counters_data *out);
 
-// Airtime of the stations ("bs_data"); -1 without the tool; -3 when there are more than
-// VANTU_LL_MAX_BSDATA_STATIONS, of which the first are kept. The parser gives -2 without a stream or a list.
+// Airtime of the stations ("bs_data"); -1 without the tool, with the list untouched (it is emptied otherwise); -3 when
+// there are more than VANTU_LL_MAX_BSDATA_STATIONS, of which the first are kept. The parser gives -2 without a stream
+// or a list.
 int vantu_ll_wlctl_get_bsdata(const char *radio, vantu_ll_wlctl_bsdata_list *list);
 int internal_wlctl_get_bsdata(FILE *fp, vantu_ll_wlctl_bsdata_list *list);
 
@@ -246,8 +248,9 @@ int vantu_ll_wlctl_get_wifi_ampdu_rr_retry_limit_tid(int tid, int *value);
 int vantu_ll_wlctl_get_long_retry_limit(const char *radio, int *value);
 int vantu_ll_wlctl_get_short_retry_limit(const char *radio, int *value);
 
-// Medium access parameters of the access point and of the stations ("wme_ac ap", "wme_ac sta"); 1 without the
-// tool. After a failure the categories before the failing one are filled.
+// Medium access parameters of the access point and of the stations ("wme_ac ap", "wme_ac sta"); 1 without the tool. The
+// record is not zeroed: after a failure the categories before the failing one are filled, that one perhaps in part, and
+// the others are as they were.
 int vantu_ll_wlctl_get_wme_ac_ap(const char *radio, vantu_ll_wlctl_wme_ac *wme_ac);
 int vantu_ll_wlctl_get_wme_ac_sta(const char *radio, vantu_ll_wlctl_wme_ac *wme_ac);
 int _get_wme_ac_data(FILE *fp, vantu_ll_wlctl_wme_ac_data *out);

@@ -89,7 +89,8 @@ typedef struct vantu_platform_ops {
     int (*calculate_issues)(sclist_t *data, sclist_t *issues, vantu_issue_statistics *stats, const char *interface,
                             const char *mac);
 
-    // Converts rows into the common statistics records, appended to `standardized_data`. The stub answers 0.
+    // Converts rows into the common statistics records, inserted into `standardized_data` from position 0 on. The stub
+    // answers 0.
     int (*convert_to_standard_format)(sclist_t *platform_data, sclist_t *standardized_data, const char *interface,
                                       const char *mac);
 
