@@ -81,6 +81,16 @@ void _get_radios_the_kivsampler_way(vantu_platform_ops *ops, sclist_t *radios);
 
 // data-tests.cpp
 int test_get_headers(vantu_platform_ops *ops);
+// Writes a header and two rows to `csvfile`; -1 when it cannot be created.
+int test_get_data_struct(const char *csvfile, vantu_platform_ops *ops, vantu_common_device *dev);
+// Reads such a file back.
+int test_csv_functions(const char *csvfile, vantu_platform_ops *ops);
+int test_calculate_delta(vantu_common_device *dev, vantu_platform_ops *ops);
+int test_fpingdq_csv_functions(vantu_platform_ops *ops, vantu_common_device *dev);
+// Classifies the rows of option_csvfile.
+int test_calculate_issues(vantu_platform_ops *ops);
+int test_sample_radio_stats(vantu_platform_ops *ops);
+int test_sample_sta_stats(vantu_platform_ops *ops);
 
 // flow-tests.cpp
 // Returns the number of flows; 1 when the slot is missing.

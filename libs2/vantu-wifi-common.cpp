@@ -4,7 +4,6 @@
 
 #include "csv_file.hpp"
 #include "list_owner.hpp"
-#include "typed_list.hpp"
 #include "vantu-libs2/sclists-functions.h"
 #include "vantu-ll-api/log.h"
 
@@ -15,22 +14,6 @@
 
 namespace
 {
-
-constexpr auto _fpingdq_stats_size = vantu::record_size<vantu_fpingdq_stats>;
-
-int _fpingdq_stats_seeker(const void *element, const void *key)
-{
-    (void)element;
-    (void)key;
-    return 0;
-}
-
-int _fpingdq_stats_comparator(const void *a, const void *b)
-{
-    (void)a;
-    (void)b;
-    return -1;
-}
 
 void release(vantu_common_radio &radio)
 {
@@ -124,11 +107,6 @@ void append_row(sclist_t *list, vantu::csv_fields &fields, vantu_platform_ops *o
 }
 
 } // namespace
-
-int vantu_fpingdq_stats_init_table(sclist_t *list)
-{
-    return vantu::init_typed_list(list, _fpingdq_stats_size, _fpingdq_stats_seeker, _fpingdq_stats_comparator);
-}
 
 int vantu_common_radio_list_update(sclist_t *kept, sclist_t *removed, sclist_t *added, vantu_platform_ops *ops)
 {

@@ -2,10 +2,13 @@
 // serves which operation. An operation that is not named here keeps its stub, or stays empty where there is none.
 
 #include "brcm-generic/brcm-sample-table.h"
+#include "brcm-generic/brcm-sampling.h"
+#include "brcm-generic/issueclassifier-brcm.h"
 #include "brcm-generic/vantu-wifi-brcm.h"
 #include "hobe/vantu-wifi-hobe.h"
 #include "nf_conntrack/nf_conntrack.h"
 #include "tch-dga4231/vantu-wifi-dga4231.h"
+#include "vantu-libs2/loghelper.h"
 #include "vantu-ll-api/vantu_ll_wrt.h"
 #include "vantu-platforms/vantu-platform-ops.h"
 
@@ -27,9 +30,18 @@ int platform_init_ops(vantu_platform_ops *ops)
     ops->data_struct_to_csv_string = brcm_data_struct_to_csv_string;
     ops->csv_string_to_data_struct = brcm_csv_string_to_data_struct;
     ops->calculate_delta = brcm_calculate_delta;
+    ops->calculate_issues = brcm_calc_issues;
+
+    // Samples.
+    ops->sample_radio_stats = brcm_sample_radio_stats;
+    ops->sample_sta_stats = brcm_sample_sta_stats;
 
     // Traffic.
     ops->get_conntrack = nfconntrack_get_conntrack;
+
+    // Log sinks.
+    ops->logger_file_callback = filelogger_helper_callback;
+    ops->logger_syslog_callback = syslog_helper_callback;
 
     // The platform is prepared here, before anyone can call an operation.
     (void)ops->system_setup();

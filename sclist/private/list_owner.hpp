@@ -9,8 +9,14 @@ namespace vantu
 class list_owner
 {
 public:
-    // Makes `list` with its record kind's initialiser.
-    list_owner(sclist_t &list, int (*init)(sclist_t *)) : list_(list) { (void)init(&list_); }
+    // Makes `list` with its record kind's initialiser. An initialiser that is not there, or does nothing, leaves a list
+    // that holds nothing and takes nothing.
+    list_owner(sclist_t &list, int (*init)(sclist_t *)) : list_(list)
+    {
+        list_ = {};
+        if (init != nullptr)
+            (void)init(&list_);
+    }
     ~list_owner()
     {
         (void)sclist_iterator_stop(&list_);

@@ -256,8 +256,46 @@ typedef struct vantu_fpingdq_stats {
     uint64_t vo_bytes_recieved;
 } vantu_fpingdq_stats;
 
+// Each kind of sample has a CSV table of its own, which its csvtable_init builds and its csvtable_free releases, and
+// one process-wide record through which every conversion goes: not to be called concurrently.
+void vantu_radio_stats_csvtable_init(void);
+void vantu_radio_stats_csvtable_free(void);
+void vantu_sta_stats_csvtable_init(void);
+void vantu_sta_stats_csvtable_free(void);
+void vantu_wan_stats_csvtable_init(void);
+void vantu_wan_stats_csvtable_free(void);
+
+// Turn `prevdatain`, the earlier sample, into the differences to `datain`: counters become newer minus older, 0 when
+// that is not positive; what is no counter becomes the later sample's value. `datain` stays. Return 0.
+int vantu_radio_stats_calculate_delta(vantu_radio_stats *prevdatain, const vantu_radio_stats *datain);
+int vantu_sta_stats_calculate_delta(vantu_sta_stats *prevdatain, const vantu_sta_stats *datain);
+int vantu_wan_stats_calculate_delta(vantu_wan_stats *prevdatain, const vantu_wan_stats *datain);
+
+// Print a sample: radio and WAN on standard output (the latter without a line end), a station as a debug log line.
+void vantu_radio_stats_print(const vantu_radio_stats *stats);
+void vantu_sta_stats_print(const vantu_sta_stats *stats);
+void vantu_wan_stats_print(const vantu_wan_stats *stats);
+
+// Write the kept samples as CSV, oldest first and without the newest, to a file, which is replaced. Return 0; -1 when
+// the file cannot be opened or written (logged).
+int vantu_radio_stats_to_csvfile(vantu_common_radio *radio, const char *file_path);
+int vantu_sta_stats_to_csvfile(vantu_common_device *device, const char *file_path);
+int vantu_wan_stats_to_csvfile(vantu_ringbuffer *wan_stats_ringbuffer, const char *file_path);
+
+// An empty list of vantu_sta_stats, in which nothing is sought or compared. Returns 0; -1 when memory is short.
+int vantu_sta_stats_list_init(sclist_t *list);
+int vantu_sta_stats_list_free(sclist_t *list);
+
 // An empty list of vantu_fpingdq_stats, in which nothing is ever found. Returns 0; -1 when memory is short.
 int vantu_fpingdq_stats_init_table(sclist_t *list);
+int vantu_fpingdq_stats_free_table(sclist_t *list);
+
+// Adds the columns of the latency statistics, bound to the record, to a CSV table. Returns 0.
+int vantu_fpingdq_stats_fill_csv_table(sclist_t *table, vantu_fpingdq_stats *record);
+
+// Writes all rows of a list as CSV to a file, which is replaced. Returns 0, also when the file cannot be opened or
+// written, which is logged.
+int vantu_fpingdq_stats_to_csvfile(sclist_t *fpingdata, const char *file_path);
 
 // ---- Keeping the lists up to date ----
 

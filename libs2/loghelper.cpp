@@ -1,0 +1,250 @@
+// Log sinks: see vantu-libs2/loghelper.h.
+
+#include "vantu-libs2/loghelper.h"
+
+#include "text.hpp"
+#include "vantu-libs2/temporary-storage.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/uio.h>
+#include <syslog.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr size_t line_size = 256;
+constexpr char dump_directory[] = "/tmp/log";
+
+// The event's line: its prefix and message, cut to the buffer.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+void format_message(log_Event *ev, char *out, size_t size)
+{
+    (void)vsnprintf(out, size, ev->fmt, ev->ap);
+}
+#pragma GCC diagnostic pop
+
+void format_line(log_Event *ev, char (&out)[line_size])
+{
+    char when[64] = "";
+    if (ev->time != nullptr)
+        when[strftime(when, sizeof(when), "%Y-%m-%d %H:%M:%S", ev->time)] = '\0';
+    const int prefix =
+        snprintf(out, sizeof(out), "%s %-5s %s:%d: ", when, log_level_string(ev->level), ev->file, ev->line);
+    if (prefix >= 0 && static_cast<size_t>(prefix) < sizeof(out))
+        format_message(ev, out + prefix, sizeof(out) - static_cast<size_t>(prefix));
+}
+
+const char *program_name(const log_Event *ev)
+{
+    const auto *path = static_cast<const char *>(ev->udata);
+    if (path == nullptr)
+        return "";
+    const char *slash = strrchr(path, '/');
+    return slash == nullptr ? path : slash + 1;
+}
+
+int priority_of(int level)
+{
+    switch (level) {
+    case LOG_C_TRACE:
+    case LOG_C_DEBUG:
+        return LOG_DEBUG;
+    case LOG_C_INFO:
+        return LOG_NOTICE;
+    case LOG_C_WARN:
+        return LOG_WARNING;
+    case LOG_C_FATAL:
+        return LOG_CRIT;
+    default:
+        return LOG_ERR;
+    }
+}
+
+// Opens a log for appending. A link that someone planted in a directory that all may write to is not followed, and
+// something that would block (a FIFO) does not.
+int open_log(const char *path, int how)
+{
+    return open(path, O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | how, 0600);
+}
+
+bool write_all(int fd, const char *text, size_t length)
+{
+    while (length > 0) {
+        const ssize_t written = write(fd, text, length);
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return false;
+        text += written;
+        length -= static_cast<size_t>(written);
+    }
+    return true;
+}
+
+// Writes a line and its line end as a whole or not at all: what was written of a line that did not fit (a full disk) is
+// taken back, so that the next line does not run into it.
+bool write_line(int fd, const char *line, size_t length)
+{
+    struct stat before;
+    if (fstat(fd, &before) != 0)
+        return false;
+    iovec parts[] = {{const_cast<char *>(line), length}, {const_cast<char *>("\n"), 1}};
+    ssize_t written;
+    do {
+        written = writev(fd, parts, 2);
+    } while (written < 0 && errno == EINTR);
+    if (written == static_cast<ssize_t>(length) + 1)
+        return true;
+    if (written > 0) {
+        (void)ftruncate(fd, before.st_size);
+        errno = ENOSPC;
+    }
+    return false;
+}
+
+// Whether the open file is still the one at its path.
+bool is_current(int fd, const char *path)
+{
+    struct stat open_file;
+    struct stat at_path;
+    return fstat(fd, &open_file) == 0 && lstat(path, &at_path) == 0 && open_file.st_dev == at_path.st_dev &&
+           open_file.st_ino == at_path.st_ino;
+}
+
+void close_log(int *fd)
+{
+    (void)close(*fd);
+    *fd = -1;
+}
+
+// The rotating file's name and descriptor.
+struct {
+    char name[256];
+    int fd = -1;
+} file_log;
+
+// The dumper's ring of lines.
+struct {
+    char lines[MAX_LINES_DUMP][line_size];
+    int next;
+} recent;
+
+// Writes all lines but the one that is next to be overwritten, oldest first.
+void write_dump(int fd)
+{
+    for (int i = 1; i < MAX_LINES_DUMP; i++) {
+        const char *line = recent.lines[(recent.next + i) % MAX_LINES_DUMP];
+        if (!write_all(fd, line, strlen(line) + 1) || !write_all(fd, "\n", 1))
+            (void)printf("failed to write to file (errno %d)\n", errno);
+    }
+}
+
+void remember(log_Event *ev)
+{
+    format_line(ev, recent.lines[recent.next]);
+    recent.next = (recent.next + 1) % MAX_LINES_DUMP;
+}
+
+} // namespace
+
+void syslog_helper_callback(log_Event *ev)
+{
+    static char name[32];
+    static bool opened;
+    if (!opened) {
+        opened = true;
+        vantu::copy_text(name, program_name(ev));
+        openlog(name, 0, LOG_DAEMON);
+    }
+    char text[128];
+    format_message(ev, text, sizeof(text));
+    syslog(priority_of(ev->level), "%s", text);
+}
+
+void filelogger_helper_callback(log_Event *ev)
+{
+    if (file_log.name[0] == '\0') {
+        const char *directory = vantu_get_or_create_tmp_path();
+        if (directory[0] == '\0')
+            return;
+        (void)snprintf(file_log.name, sizeof(file_log.name), "%s/%s.txt", directory, program_name(ev));
+    }
+    char line[line_size];
+    format_line(ev, line);
+    filelogger_write_line(&file_log.fd, file_log.name, MAX_ROTATIONS, MAX_LOGFILE_SIZE, line);
+}
+
+int remove_rotated_file(const char *path, int n)
+{
+    char name[512];
+    (void)snprintf(name, sizeof(name), "%s.%d", path, n);
+    return unlink(name) == 0 ? 1 : 0;
+}
+
+int _rotate_log(const char *path, int rotations)
+{
+    char from[512];
+    char to[512];
+    for (int n = rotations; n >= 1; n--) {
+        (void)snprintf(from, sizeof(from), "%s.%d", path, n);
+        (void)snprintf(to, sizeof(to), "%s.%d", path, n + 1);
+        (void)rename(from, to);
+    }
+    (void)snprintf(to, sizeof(to), "%s.%d", path, 1);
+    (void)rename(path, to);
+    return 0;
+}
+
+void filelogger_write_line(int *fd, const char *path, int rotations, size_t max_size, const char *line)
+{
+    if (*fd >= 0 && !is_current(*fd, path))
+        close_log(fd);
+    if (*fd < 0)
+        *fd = open_log(path, O_APPEND);
+    if (*fd < 0) {
+        perror("log_to_file/open");
+        return;
+    }
+    const size_t length = strlen(line);
+    if (!write_line(*fd, line, length))
+        perror("log_to_file/write");
+
+    struct stat info;
+    if (fstat(*fd, &info) != 0) {
+        perror("log_to_file/stat");
+        return;
+    }
+    if (max_size > static_cast<size_t>(info.st_size) + length)
+        return;
+
+    close_log(fd);
+    (void)_rotate_log(path, rotations);
+    *fd = open_log(path, O_APPEND);
+    if (*fd < 0)
+        perror("rotate_log/open");
+    for (int n = rotations + 1; remove_rotated_file(path, n) != 0; n++) {
+    }
+}
+
+void error_dumper_helper_callback(log_Event *ev)
+{
+    if (ev->level < LOG_C_ERROR) {
+        remember(ev);
+        return;
+    }
+    char name[64];
+    (void)snprintf(name, sizeof(name), "%s/%s.txt", dump_directory, "dumpfile");
+    const int fd = open_log(name, O_TRUNC);
+    if (fd < 0) {
+        perror("log_to_file/open");
+        return;
+    }
+    remember(ev);
+    write_dump(fd);
+    (void)close(fd);
+}
