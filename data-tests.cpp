@@ -147,7 +147,7 @@ int test_get_data_struct(const char *csvfile, vantu_platform_ops *ops, vantu_com
     (void)_check_funcptr("data_struct_to_csv_string", ops->data_struct_to_csv_string);
     log_debug("  checking for get_associated_devices");
     log_debug("  -----CSV out-------");
-    const vantu::file_stream file(fopen(csvfile, "we"));
+    vantu::file_stream file(fopen(csvfile, "we"));
     if (file == nullptr) {
         (void)printf("\033[31mfailed to open %s for write\033[0m", csvfile);
         return -1;
@@ -160,6 +160,7 @@ int test_get_data_struct(const char *csvfile, vantu_platform_ops *ops, vantu_com
     const row_ptr row = new_row(ops);
     for (int i = 0; row != nullptr && i < 2; i++)
         write_row(file.get(), ops, *dev, row.get());
+    file.reset();
     log_debug("-----CSV out done-------");
     log_debug("-----Verify that %s is correct-------", csvfile);
     log_debug("Done %s", "fill_data_struct");

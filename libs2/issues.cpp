@@ -77,7 +77,7 @@ struct radio_series {
     void add(const vantu_radio_stats &sample)
     {
         utilization.add(sample.utilization);
-        idle.add(100 - static_cast<int>(sample.utilization));
+        idle.add(int64_t{100} - static_cast<int>(sample.utilization));
         neighbours.add(sample.receive_other);
         household.add(sample.receive_self + sample.transmit);
     }

@@ -6,6 +6,7 @@
 #include "vantu-libs2/temporary-storage.h"
 
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -72,28 +73,13 @@ int open_log(const char *path, int how)
     return open(path, O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | how, 0600);
 }
 
-bool write_all(int fd, const char *text, size_t length)
-{
-    while (length > 0) {
-        const ssize_t written = write(fd, text, length);
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0)
-            return false;
-        text += written;
-        length -= static_cast<size_t>(written);
-    }
-    return true;
-}
-
-// Writes a line and its line end as a whole or not at all: what was written of a line that did not fit (a full disk) is
+// Writes a text and a line end as a whole or not at all: what was written of a line that did not fit (a full disk) is
 // taken back, so that the next line does not run into it.
-bool write_line(int fd, const char *line, size_t length)
+bool write_line(int fd, const char *text, size_t length)
 {
     struct stat before;
-    if (fstat(fd, &before) != 0)
-        return false;
-    iovec parts[] = {{const_cast<char *>(line), length}, {const_cast<char *>("\n"), 1}};
+    const bool size_is_known = fstat(fd, &before) == 0;
+    iovec parts[] = {{const_cast<char *>(text), length}, {const_cast<char *>("\n"), 1}};
     ssize_t written;
     do {
         written = writev(fd, parts, 2);
@@ -101,7 +87,8 @@ bool write_line(int fd, const char *line, size_t length)
     if (written == static_cast<ssize_t>(length) + 1)
         return true;
     if (written > 0) {
-        (void)ftruncate(fd, before.st_size);
+        if (size_is_known)
+            (void)!ftruncate(fd, before.st_size);
         errno = ENOSPC;
     }
     return false;
@@ -122,6 +109,30 @@ void close_log(int *fd)
     *fd = -1;
 }
 
+// The name of a rotated file, PATH.n. One that is longer than any path does not fit and must not be used: cut, it
+// would be another file's.
+class rotated_name
+{
+public:
+    rotated_name(const char *path, int n)
+    {
+        const int length = snprintf(text_, sizeof(text_), "%s.%d", path, n);
+        fits_ = length > 0 && static_cast<size_t>(length) < sizeof(text_);
+    }
+    bool fits() const { return fits_; }
+    const char *text() const { return text_; }
+
+private:
+    char text_[PATH_MAX + 16];
+    bool fits_;
+};
+
+void move(const rotated_name &from, const rotated_name &to)
+{
+    if (from.fits() && to.fits())
+        (void)rename(from.text(), to.text());
+}
+
 // The rotating file's name and descriptor.
 struct {
     char name[256];
@@ -139,7 +150,7 @@ void write_dump(int fd)
 {
     for (int i = 1; i < MAX_LINES_DUMP; i++) {
         const char *line = recent.lines[(recent.next + i) % MAX_LINES_DUMP];
-        if (!write_all(fd, line, strlen(line) + 1) || !write_all(fd, "\n", 1))
+        if (!write_line(fd, line, strlen(line) + 1))
             (void)printf("failed to write to file (errno %d)\n", errno);
     }
 }
@@ -181,22 +192,17 @@ void filelogger_helper_callback(log_Event *ev)
 
 int remove_rotated_file(const char *path, int n)
 {
-    char name[512];
-    (void)snprintf(name, sizeof(name), "%s.%d", path, n);
-    return unlink(name) == 0 ? 1 : 0;
+    const rotated_name name(path, n);
+    return name.fits() && unlink(name.text()) == 0 ? 1 : 0;
 }
 
 int _rotate_log(const char *path, int rotations)
 {
-    char from[512];
-    char to[512];
-    for (int n = rotations; n >= 1; n--) {
-        (void)snprintf(from, sizeof(from), "%s.%d", path, n);
-        (void)snprintf(to, sizeof(to), "%s.%d", path, n + 1);
-        (void)rename(from, to);
-    }
-    (void)snprintf(to, sizeof(to), "%s.%d", path, 1);
-    (void)rename(path, to);
+    for (int n = rotations; n >= 1; n--)
+        move(rotated_name(path, n), rotated_name(path, n + 1));
+    const rotated_name first(path, 1);
+    if (first.fits())
+        (void)rename(path, first.text());
     return 0;
 }
 
@@ -239,7 +245,7 @@ void error_dumper_helper_callback(log_Event *ev)
     }
     char name[64];
     (void)snprintf(name, sizeof(name), "%s/%s.txt", dump_directory, "dumpfile");
-    const int fd = open_log(name, O_TRUNC);
+    const int fd = open_log(name, O_TRUNC | O_APPEND);
     if (fd < 0) {
         perror("log_to_file/open");
         return;

@@ -43,12 +43,19 @@ int *descriptor_of(const char *interface)
     return nullptr;
 }
 
+// A share of the time is never negative.
+uint32_t share(int64_t percent)
+{
+    return static_cast<uint32_t>(std::max<int64_t>(percent, 0));
+}
+
 void take_channel(vantu_radio_stats &stats, const vantu_ll_wlctl_chanim_info &chanim)
 {
-    stats.utilization = static_cast<uint32_t>(std::max(100 - chanim.txop, 0));
+    const int64_t busy = int64_t{100} - chanim.txop;
+    stats.utilization = share(busy);
     stats.transmit = static_cast<uint32_t>(chanim.tx);
     stats.receive_self = static_cast<uint32_t>(chanim.inbss);
-    stats.receive_other = static_cast<uint32_t>(std::max(100 - chanim.txop - chanim.inbss - chanim.tx, 0));
+    stats.receive_other = share(busy - chanim.inbss - chanim.tx);
 }
 
 void take_category(vantu_wmm_stats &stats, const vantu_ll_wlctl_wme_counters_data &counters)
@@ -77,11 +84,11 @@ void log_radio(const char *interface)
 {
     char line[line_size];
     render(radio_rows, interface, "", line);
+    const char *directory = vantu_get_or_create_tmp_path();
     char name[256];
-    (void)snprintf(name, sizeof(name), "%s/vantu-kivwifi-radio-%s-debug.csv", vantu_get_or_create_tmp_path(),
-                   interface);
+    (void)snprintf(name, sizeof(name), "%s/vantu-kivwifi-radio-%s-debug.csv", directory, interface);
     int *fd = descriptor_of(interface);
-    if (fd != nullptr)
+    if (fd != nullptr && directory[0] != '\0')
         filelogger_write_line(fd, name, debug_rotations, debug_file_size, line);
     radio_rows.old_brcmdata = radio_rows.new_brcmdata;
 }
@@ -91,10 +98,12 @@ void log_station(const char *interface, const char *mac)
     (void)global_ops.fill_data_struct(interface, mac, &station_rows.new_brcmdata);
     char line[line_size];
     render(station_rows, interface, mac, line);
+    const char *directory = vantu_get_or_create_tmp_path();
     char name[256];
-    (void)snprintf(name, sizeof(name), "%s/vantu-kivwifi-sta-%s-debug.csv", vantu_get_or_create_tmp_path(), mac);
+    (void)snprintf(name, sizeof(name), "%s/vantu-kivwifi-sta-%s-debug.csv", directory, mac);
     int fd = -1;
-    filelogger_write_line(&fd, name, debug_rotations, debug_file_size, line);
+    if (directory[0] != '\0')
+        filelogger_write_line(&fd, name, debug_rotations, debug_file_size, line);
     if (fd > 0)
         (void)close(fd);
     station_rows.old_brcmdata = station_rows.new_brcmdata;

@@ -64,7 +64,7 @@ struct features {
         tx.add(row.chanim.tx);
         inbss.add(row.chanim.inbss);
         txops.add(row.chanim.txop);
-        congestion.add(100 - row.chanim.tx - row.chanim.txop - row.chanim.inbss);
+        congestion.add(int64_t{100} - row.chanim.tx - row.chanim.txop - row.chanim.inbss);
     }
     bool full() const { return glitch.length == BRCM_CLASSIFIER_SAMPLES; }
 };

@@ -1,7 +1,7 @@
 # First process of the simulated router: builds it from the scenario's tables,
 # runs the command and, by ending, takes every process left behind with it.
 #
-#   boot.bash SIM_DIRECTORY SCENARIO_DIRECTORY COMMAND [ARGUMENT...]
+#   boot.bash SIM_DIRECTORY SCENARIO_DIRECTORY SPEED COMMAND [ARGUMENT...]
 #
 # Start-up time is paid by every test, hence one `ip`, one `conntrack` and shell
 # built-ins where a process can be saved.
@@ -12,7 +12,8 @@ set -u
 
 sim=$1
 scenario=$2
-shift 2
+speed=$3
+shift 3
 
 wan_address=203.0.113.10
 machine=/run/sim
@@ -397,6 +398,28 @@ make_flows() {
 	die "make the connections: $count of ${#flow_rows[@]} made: ${said//$'\n'/; }"
 }
 
+# --- time --------------------------------------------------------------------
+
+# Sets haste to what makes a program live faster. The faketime command does not run the
+# command: it would stand between that and this shell, with a mind of its own about
+# signals and exit statuses. It keeps the one clock, in /dev/shm, that all processes
+# look at, and says which that is.
+make_haste() {
+	local clock preload shared
+	cover /dev/shm 1777
+	# shellcheck disable=SC2016
+	exec {clock}< <(
+		trap '' INT QUIT
+		exec faketime -f "+0 x$speed" sh -c 'printf "%s\n" "$LD_PRELOAD" "$FAKETIME_SHARED"
+			unset LD_PRELOAD
+			exec sleep infinity' </dev/null 2>/dev/null
+	)
+	read -r -u "$clock" preload
+	read -r -u "$clock" shared || die 'start the fast clock'
+	exec {clock}<&-
+	haste=("LD_PRELOAD=$preload" "FAKETIME_SHARED=$shared" "FAKETIME=+0 x$speed")
+}
+
 # --- the machine -------------------------------------------------------------
 
 keep_all "$1"
@@ -405,8 +428,9 @@ read_scenario
 make_network
 make_flows
 
+((speed == 1)) || make_haste
 read -r uptime _ </proc/uptime
-put "$uptime" "$machine/uptime-at-boot"
+put "$uptime $speed" "$machine/uptime-at-boot"
 : >"$machine/tools.log"
 
 export SIM_SCENARIO=${scenario##*/}
@@ -415,5 +439,8 @@ cd "$here" 2>/dev/null || cd / || die 'find a working directory'
 # An interrupt is for the command; this shell stays to report how it ended. The
 # subshell's exec makes sure that the command is a program, not a function here.
 trap : INT QUIT
-(exec "$@")
+(
+	((speed == 1)) || export "${haste[@]}"
+	exec "$@"
+)
 exit $?

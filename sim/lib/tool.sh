@@ -16,13 +16,14 @@ called() {
 	meet_faults "$@"
 }
 
-# Sets elapsed to the hundredths of seconds since the gateway booted.
+# Sets elapsed to the hundredths of seconds since the gateway booted, in its own time,
+# which may go by faster than the kernel's.
 read_clock() {
-	local now boot rest
+	local now boot speed rest
 	read -r now rest </proc/uptime
-	read -r boot <$sim/uptime-at-boot
+	read -r boot speed <$sim/uptime-at-boot
 	# A leading 1 keeps "08" from being taken for octal.
-	elapsed=$(((${now%.*} - ${boot%.*}) * 100 + 1${now#*.} - 1${boot#*.}))
+	elapsed=$((((${now%.*} - ${boot%.*}) * 100 + 1${now#*.} - 1${boot#*.}) * speed))
 }
 
 # grow NAME BASE RATE - sets NAME to BASE plus RATE for every second so far.
