@@ -100,7 +100,7 @@ char *write_number(char *at, T number)
 char *write_text(char *at, const char *text, size_t size)
 {
     const size_t length = size == 0 ? strlen(text) : strnlen(text, size);
-    memcpy(at, text, length);
+    memcpy(at, text, length); // NOLINT(bugprone-not-null-terminated-result): the line goes on behind it
     return at + length;
 }
 
