@@ -95,6 +95,11 @@ int test_sample_sta_stats(vantu_platform_ops *ops);
 // flow-tests.cpp
 // Returns the number of flows; 1 when the slot is missing.
 int test_get_conntrack(vantu_platform_ops *ops);
+// Needs the sets "vantuvi" and "vantuvi6", without members.
+int test_ipset(vantu_platform_ops *ops);
+int test_iptables_setup(vantu_platform_ops *ops);
+int test_iptables_check(vantu_platform_ops *ops);
+int test_iptables_destroy(vantu_platform_ops *ops);
 
 #ifdef __cplusplus
 }

@@ -3,6 +3,7 @@
 #include "vantu-libs2/utils.h"
 
 #include "stream.hpp"
+#include "tool.hpp"
 #include "vantu-ll-api/log.h"
 
 #include <cctype>
@@ -121,14 +122,16 @@ void convert(char *text, int (*to_case)(int))
 int ubus_cmd_call(const char *object, const char *method, const char *json, char *reply, int maxlen)
 {
     log_trace("%s maxlen %d", __func__, maxlen);
-    char command[512];
-    (void)snprintf(command, sizeof(command), "ubus -t 2 -S call %s %s '%s'", object, method,
-                   json != nullptr ? json : "{}");
+    const vantu::command_line<512> line("ubus -t 2 -S call %s %s '%s'", object, method,
+                                        vantu::quoted{json != nullptr ? json : "{}"});
+    const char *command = line.text();
     log_trace("calling %s", command);
     if (maxlen > 0)
         reply[0] = '\0';
 
-    FILE *pipe = popen(command, "re");
+    if (!vantu::command(line).safe)
+        log_error("incorrect parameters or too many files.");
+    FILE *pipe = vantu::command(line).safe ? popen(command, "re") : nullptr;
     if (pipe == nullptr) {
         log_error("Failed to run %s", command);
         return 1;

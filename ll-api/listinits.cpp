@@ -2,6 +2,7 @@
 
 #include "vantu-ll-api/listinits.h"
 
+#include "flow_key.hpp"
 #include "typed_list.hpp"
 #include "vantu-ll-api/vantu_ll_wrt.h"
 
@@ -14,21 +15,10 @@ constexpr auto _dhcp_comparator = vantu::compare_text<&vantu_ll_dhcp::mac_addres
 
 constexpr auto _conntrack_size = vantu::record_size<vantu_ll_conntrack_flow>;
 
-bool same_address(const vantu_ip &a, const vantu_ip &b)
-{
-    return memcmp(&a._u.ipv4, &b._u.ipv4, sizeof(a._u.ipv4)) == 0;
-}
-
-bool same_flow(const vantu_ll_conntrack_flow &a, const vantu_ll_conntrack_flow &b)
-{
-    return a.dport == b.dport && a.sport == b.sport && same_address(a.src, b.src) && same_address(a.dst, b.dst) &&
-           a.proto == b.proto;
-}
-
 int _conntrack_seeker(const void *element, const void *key)
 {
-    return same_flow(*static_cast<const vantu_ll_conntrack_flow *>(element),
-                     *static_cast<const vantu_ll_conntrack_flow *>(key))
+    return vantu::same_flow(*static_cast<const vantu_ll_conntrack_flow *>(element),
+                            *static_cast<const vantu_ll_conntrack_flow *>(key))
                ? 1
                : 0;
 }

@@ -6,6 +6,7 @@
 
 #include <cctype>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 namespace vantu
@@ -65,6 +66,15 @@ FILE *open_tool(const command &what, const reader &how)
     else
         log_log(LOG_C_ERROR, base_name(how.where.file), how.where.line, "incorrect parameters or too many files.");
     return nullptr;
+}
+
+int run_command(const command &what, place where)
+{
+    if (what.safe)
+        return system(what.text);
+    log_log(LOG_C_ERROR, base_name(where.file), where.line, "incorrect parameters or too many files.");
+    errno = EINVAL;
+    return -1;
 }
 
 int close_tool(FILE *stream, const char *command_text, int parsed, place where)

@@ -98,6 +98,10 @@ FILE *open_tool(const command &what, const reader &how);
 // else, since its end then cannot be known.
 int close_tool(FILE *stream, const char *command_text, int parsed, place where);
 
+// Runs a command with the shell and gives its wait status, or -1 with errno when it could not be run. One that is not
+// safe is logged and counts as such (EINVAL).
+int run_command(const command &what, place where = here());
+
 // The whole frame around `parse`, a function of the stream.
 template <typename Parse>
 int run_tool(const command &what, const reader &how, Parse parse)

@@ -4,10 +4,12 @@
 #include "brcm-generic/brcm-sample-table.h"
 #include "brcm-generic/brcm-sampling.h"
 #include "brcm-generic/issueclassifier-brcm.h"
+#include "brcm-generic/vantu-wifi-brcm-fcctl.h"
 #include "brcm-generic/vantu-wifi-brcm.h"
 #include "hobe/vantu-wifi-hobe.h"
 #include "nf_conntrack/nf_conntrack.h"
 #include "tch-dga4231/vantu-wifi-dga4231.h"
+#include "vantu-libs2/ipsethelpers.h"
 #include "vantu-libs2/loghelper.h"
 #include "vantu-ll-api/vantu_ll_wrt.h"
 #include "vantu-platforms/vantu-platform-ops.h"
@@ -38,6 +40,11 @@ int platform_init_ops(vantu_platform_ops *ops)
 
     // Traffic.
     ops->get_conntrack = nfconntrack_get_conntrack;
+    ops->ipset_add_member = vantu_ipset_cmd_add_member;
+    ops->ipset_get_members = vantu_ipset_cmd_get_members;
+    ops->flush_flows = brcm_fcctl_flush;
+    ops->get_sw_defers_pkts = brcm_fcctl_get_sw_defers_count;
+    ops->set_sw_defers_pkts = brcm_fcctl_config_set_sw_defers_pkts;
 
     // Log sinks.
     ops->logger_file_callback = filelogger_helper_callback;
