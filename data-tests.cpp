@@ -69,9 +69,11 @@ void write_row(FILE *file, vantu_platform_ops *ops, const vantu_common_device &d
 {
     char text[line_size] = "";
     log_debug("  fill_data_struct %s %s", dev.interface, dev.mac);
-    (void)ops->fill_data_struct(dev.interface, dev.mac, row);
+    if (ops->fill_data_struct != nullptr)
+        (void)ops->fill_data_struct(dev.interface, dev.mac, row);
     log_debug("  data_struct_to_csv_string %s %s", dev.interface, dev.mac);
-    (void)ops->data_struct_to_csv_string(dev.interface, dev.mac, text, row);
+    if (ops->data_struct_to_csv_string != nullptr)
+        (void)ops->data_struct_to_csv_string(dev.interface, dev.mac, text, row);
     (void)fprintf(file, "%s\n", text);
     (void)usleep(pause_between_rows);
 }

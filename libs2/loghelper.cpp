@@ -66,10 +66,26 @@ int priority_of(int level)
     }
 }
 
-// Opens a log for appending. A link that someone planted in a directory that all may write to is not followed, and
-// something that would block (a FIFO) does not.
+// Whether the folder of a path is one itself, and not a link to one.
+bool folder_is_real(const char *path)
+{
+    const char *slash = strrchr(path, '/');
+    if (slash == nullptr || slash == path)
+        return true;
+    char folder[PATH_MAX];
+    const int length = snprintf(folder, sizeof(folder), "%.*s", static_cast<int>(slash - path), path);
+    struct stat info;
+    return length >= static_cast<int>(sizeof(folder)) || lstat(folder, &info) != 0 || !S_ISLNK(info.st_mode);
+}
+
+// Opens a log for appending. A link that someone planted in a directory that all may write to is not followed, be it
+// the file or its folder, and something that would block (a FIFO) does not.
 int open_log(const char *path, int how)
 {
+    if (!folder_is_real(path)) {
+        errno = ELOOP;
+        return -1;
+    }
     return open(path, O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | how, 0600);
 }
 
@@ -87,8 +103,9 @@ bool write_line(int fd, const char *text, size_t length)
     if (written == static_cast<ssize_t>(length) + 1)
         return true;
     if (written > 0) {
-        if (size_is_known)
-            (void)!ftruncate(fd, before.st_size);
+        struct stat now;
+        if (size_is_known && fstat(fd, &now) == 0 && now.st_size == before.st_size + written)
+            (void)!ftruncate(fd, before.st_size); // nobody else has written meanwhile
         errno = ENOSPC;
     }
     return false;

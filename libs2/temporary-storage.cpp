@@ -29,7 +29,8 @@ void find_or_create_tmp_path(const char *base, char *path, size_t size)
     const int length = snprintf(wanted, std::min(sizeof(wanted), size), "%s/vantu", base);
     if (length < 0 || static_cast<size_t>(length) >= std::min(sizeof(wanted), size))
         return; // a cut path would be another place
-    if (stat(wanted, &info) != 0) {
+    // A link counts as something else: who planted it would choose where this program writes.
+    if (lstat(wanted, &info) != 0) {
         (void)fprintf(stderr, "create folder\n");
         if (mkdir(wanted, 0777) != 0) {
             (void)fprintf(stderr, "error: failed to create %s\n", wanted);

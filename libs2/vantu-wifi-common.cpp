@@ -101,7 +101,7 @@ void append_row(sclist_t *list, vantu::csv_fields &fields, vantu_platform_ops *o
         log_error("no memory for a data row of %d bytes", size);
         return;
     }
-    if (ops->csv_string_to_data_struct(fields.at, row.get()) != 0)
+    if (ops->csv_string_to_data_struct == nullptr || ops->csv_string_to_data_struct(fields.at, row.get()) != 0)
         log_error("error: csv_string_to_data_struct %d", fields.count);
     (void)sclist_append(list, row.get());
 }

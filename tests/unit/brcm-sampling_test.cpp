@@ -947,6 +947,22 @@ TEST_F(RadioDebugFile, ThatCannotBeOpenedDoesNotChangeTheResult)
     });
 }
 
+TEST_F(RadioDebugFile, IsNotWrittenWithoutATemporaryDirectoryAndNotInTheRootEither)
+{
+    in_child([&] {
+        put(temporary_directory, "");
+        testing::internal::CaptureStderr();
+        troubleshoot_radio("wl0", 1);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+        EXPECT_FALSE(fs::exists("/vantu-kivwifi-radio-wl0-debug.csv"));
+        put(temporary_directory, dir.path());
+        troubleshoot_radio("wl0", 2);
+        EXPECT_EQ(file(wl0_file),
+                  texts{line(channel_columns(1), no_station, category_columns_since(1, 2), wan_columns(1))})
+            << "the sample counts as the one before all the same";
+    });
+}
+
 TEST_F(RadioDebugFile, ComesFromTheOperationsWithTheOlderRow)
 {
     in_child([&] {

@@ -843,10 +843,11 @@ TEST_F(DataTests, CalculateIssuesRunsWithoutARadioAndWithoutAFile)
 TEST_F(DataTests, CalculateIssuesSaysAMissingParserAndGoesOn)
 {
     ops.csv_string_to_data_struct = nullptr;
-    write_csv("number,text\n");
+    write_csv("number,text\n1,a row that nobody parses\n");
     put(option_csvfile, csv);
     const outcome got = run(test_calculate_issues);
     EXPECT_EQ(got.result, 0);
+    EXPECT_EQ(std::count(got.log.begin(), got.log.end(), "ERROR error: csv_string_to_data_struct 2"), 1);
     EXPECT_EQ(std::count(got.log.begin(), got.log.end(), missing("csv_string_to_data_struct")), 1);
     EXPECT_EQ(got.errors, "");
     EXPECT_EQ(events, texts{"calculate_issues"});

@@ -102,14 +102,14 @@ TEST(FindOrCreateTmpPath, FindsAnExistingDirectorySilently)
     EXPECT_TRUE(fs::exists(base / "vantu/file"));
 }
 
-TEST(FindOrCreateTmpPath, FollowsALinkToADirectory)
+TEST(FindOrCreateTmpPath, RefusesALinkToADirectorySinceAnyoneMayHavePlantedIt)
 {
     const temp_dir base;
     fs::create_directory(base / "elsewhere");
     fs::create_symlink("elsewhere", base / "vantu");
     const outcome got = find_or_create(base.path());
-    EXPECT_EQ(got.path, base / "vantu");
-    EXPECT_EQ(got.messages, "");
+    EXPECT_EQ(got.path, "");
+    EXPECT_EQ(got.messages, "error: " + (base / "vantu") + " exists, but is not a directory\n");
 }
 
 TEST(FindOrCreateTmpPath, LeavesThePathEmptyWhenSomethingElseStandsThere)
@@ -145,7 +145,7 @@ TEST(FindOrCreateTmpPath, LeavesThePathEmptyWhenTheDirectoryCannotBeCreated)
     fs::create_symlink("missing", base / "vantu");
     const outcome dangling = find_or_create(base.path());
     EXPECT_EQ(dangling.path, "");
-    EXPECT_EQ(dangling.messages, "create folder\nerror: failed to create " + (base / "vantu") + "\n");
+    EXPECT_EQ(dangling.messages, "error: " + (base / "vantu") + " exists, but is not a directory\n");
 }
 
 TEST(FindOrCreateTmpPath, LeavesAPathThatIsLongerThanItsBufferEmptySinceItsBeginningIsAnotherPlace)
