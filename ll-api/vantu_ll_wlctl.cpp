@@ -3,7 +3,7 @@
 //     assoclist 02:00:00:00:01:23
 //     assoclist 02:00:00:00:01:24
 //
-// "wlctl -i wl0 chanim_stats", of version 3 (the specification word in hexadecimal, no busy share) and 4:
+// "wlctl -i wl0 chanim_stats", of version 3 (the channel as a hexadecimal word, no busy share) and 4:
 //
 //     version: 3
 //     chanspec tx inbss obss nocat nopkt doze txop goodtx badtx glitch badplcp knoise idle timestamp
@@ -44,7 +44,7 @@ bool exists(const char *path)
     return stat(path, &info) == 0;
 }
 
-// Counts are scanned without a sign, so that a 32-bit machine keeps those above 2^31. The specification word is not
+// Counts are scanned without a sign, so that a 32-bit machine keeps those above 2^31. The channel word is not
 // converted in this layout, deliberately.
 int scan_values_version_4(const char *line, vantu_ll_wlctl_chanim_info &out)
 {
