@@ -5,6 +5,7 @@
 
 #include "list_owner.hpp"
 #include "support.hpp"
+#include "support/stopped_clock.hpp"
 #include "vantu-libs2/csv.h"
 #include "vantu-libs2/vantu-fpingdq.h"
 #include "vantu-libs2/vantu-wifi-common.h"
@@ -13,22 +14,14 @@
 
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
-#include <set>
-#include <sys/stat.h>
 #include <unistd.h>
 
-namespace fs = std::filesystem;
 using namespace std::string_literals;
-using support::log_capture;
-using texts = std::vector<std::string>;
+using namespace support;
 using row_t = vantu_brcm_csv_data;
 
 namespace
 {
-
-// The time that the program sees.
-timeval clock_now = {1790000000, 0};
 
 // What the bridge's counters are; none with is_bridge_there off.
 vantu_byte_stats bridge_counters = {};
@@ -37,14 +30,7 @@ texts interfaces_asked_for;
 
 } // namespace
 
-// Stand before the C library's and the service library's functions of these names.
-extern "C" int gettimeofday(timeval *now, void *zone) noexcept
-{
-    (void)zone;
-    *now = clock_now;
-    return 0;
-}
-
+// Stands before the service library's function of this name.
 extern "C" vantu_byte_stats *vantu_get_if_stats(const char *ifname)
 {
     interfaces_asked_for.emplace_back(ifname);
@@ -53,12 +39,6 @@ extern "C" vantu_byte_stats *vantu_get_if_stats(const char *ifname)
 
 namespace
 {
-
-template <size_t N>
-void put(char (&field)[N], const std::string &text)
-{
-    (void)snprintf(field, N, "%s", text.c_str());
-}
 
 // ---- The columns ----
 
@@ -515,32 +495,7 @@ vantu_platform_ops row_platform()
     return ops;
 }
 
-struct row_list : sclist_t {
-    row_list() : owner(*this, vantu_init_brcm_data_list) {}
-    vantu::list_owner owner;
-};
-
-std::string lines_of(const texts &all)
-{
-    std::string out;
-    for (const std::string &line : all)
-        out += line.substr(0, line.find('\n')) + (line.find('\n') != std::string::npos ? "\\n" : "") + "\n";
-    return out;
-}
-
-// The names of the stored files; complains about a text without expected rows, and the other way round.
-std::set<std::string> cases()
-{
-    std::set<std::string> out;
-    for (const auto &file : fs::directory_iterator(support::fixture_path("data_rows/brcm")))
-        out.insert("data_rows/brcm/" + file.path().stem().string());
-    for (const std::string &name : out) {
-        for (const char *kind : {".txt", ".expected"})
-            EXPECT_TRUE(fs::exists(support::fixture_path(name + kind))) << name << kind << " is missing";
-    }
-    EXPECT_FALSE(out.empty()) << "no stored file";
-    return out;
-}
+using row_list = support::list<vantu_init_brcm_data_list>;
 
 // Some columns by name, as those who wrote the expected files read them off the header.
 std::string dump(const row_t &row)
@@ -562,29 +517,26 @@ using StoredRows = Rows;
 
 TEST_F(StoredRows, GiveTheExpectedRecordsAndMessages)
 {
-    for (const std::string &name : cases()) {
+    for (const std::string &name : cases_of("data_rows/brcm")) {
         (void)line_of({});
         vantu_platform_ops ops = row_platform();
         row_list list;
         log_capture log;
-        const int count = vantu_common_csv_to_data_list(&list, support::fixture_path(name + ".txt").c_str(), &ops);
+        const int count = vantu_common_csv_to_data_list(&list, fixture_path(name + ".txt").c_str(), &ops);
         texts got;
         for (unsigned int i = 0; i < sclist_size(&list); i++)
             got.push_back(dump(*static_cast<const row_t *>(sclist_get_at(&list, i))));
         EXPECT_EQ(count, static_cast<int>(got.size())) << name;
-        EXPECT_EQ(lines_of(got), support::fixture(name + ".expected")) << name;
-        const bool logs = fs::exists(support::fixture_path(name + ".log"));
-        EXPECT_EQ(lines_of(log.lines), logs ? support::fixture(name + ".log") : "") << name;
+        expect_stored(name, lines_of(got), log.lines);
     }
 }
 
 TEST_F(StoredRows, RenderedAgainAreTheSameLines)
 {
-    const std::string text = support::fixture("data_rows/brcm/samples.txt");
+    const std::string text = fixture("data_rows/brcm/samples.txt");
     vantu_platform_ops ops = row_platform();
     row_list list;
-    EXPECT_EQ(vantu_common_csv_to_data_list(&list, support::fixture_path("data_rows/brcm/samples.txt").c_str(), &ops),
-              2);
+    EXPECT_EQ(vantu_common_csv_to_data_list(&list, fixture_path("data_rows/brcm/samples.txt").c_str(), &ops), 2);
     std::string again = header() + "\n";
     for (unsigned int i = 0; i < sclist_size(&list); i++)
         again += line_of(*static_cast<const row_t *>(sclist_get_at(&list, i))) + "\n";
@@ -604,9 +556,9 @@ TEST_F(StoredRows, EveryTruncationAndCorruptionOfALineTouchesTabledFieldsOnly)
     row.wan.tx_bytes = 17;
     const std::string line = line_of(row);
     (void)line_of(before);
-    support::every_truncation(line, survive);
-    support::every_corruption(line.substr(line.size() - 80), survive);
-    support::every_truncation(tabled_line, survive);
+    every_truncation(line, survive);
+    every_corruption(line.substr(line.size() - 80), survive);
+    every_truncation(tabled_line, survive);
 }
 
 // ---- Data lists ----
@@ -650,75 +602,6 @@ TEST(RowList, InitialiserReturnsZero)
 }
 
 // ---- Filling a row ----
-
-// A directory of its own for each test.
-class temp_dir
-{
-public:
-    temp_dir()
-    {
-        if (mkdtemp(path_) == nullptr)
-            abort();
-    }
-    ~temp_dir() { fs::remove_all(path_); }
-    temp_dir(const temp_dir &) = delete;
-    temp_dir &operator=(const temp_dir &) = delete;
-
-    std::string operator/(const std::string &name) const { return std::string(path_) + "/" + name; }
-    std::string path() const { return path_; }
-
-private:
-    char path_[32] = "/tmp/rows-test-XXXXXX";
-};
-
-// Puts a directory in front of the search path while it lives.
-class search_path
-{
-public:
-    explicit search_path(const std::string &dir) : before_(getenv("PATH") != nullptr ? getenv("PATH") : "")
-    {
-        setenv("PATH", (dir + ":" + before_).c_str(), 1);
-    }
-    ~search_path() { setenv("PATH", before_.c_str(), 1); }
-    search_path(const search_path &) = delete;
-    search_path &operator=(const search_path &) = delete;
-
-private:
-    std::string before_;
-};
-
-// A `wlctl` that prints what was stored for its arguments; what it was called with stands in the file "calls".
-class fake_wlctl
-{
-public:
-    fake_wlctl() : path_(dir_.path())
-    {
-        std::ofstream(dir_ / "wlctl") << "#!/bin/sh\necho \"$*\" >> '" + dir_.path() + "/calls'\ncat '" + dir_.path() +
-                                             "/'\"$2 $3${4:+ $4}\" 2>&1\n";
-        chmod((dir_ / "wlctl").c_str(), 0755);
-    }
-
-    // `question` is what follows "-i".
-    void answers(const std::string &question, const std::string &output) const
-    {
-        std::ofstream(dir_ / question, std::ios::binary) << output;
-    }
-
-    // The questions since the last time.
-    texts calls() const
-    {
-        texts out;
-        std::ifstream file(dir_ / "calls");
-        for (std::string line; std::getline(file, line);)
-            out.push_back(line);
-        fs::remove(dir_ / "calls");
-        return out;
-    }
-
-private:
-    temp_dir dir_;
-    search_path path_;
-};
 
 std::string chanim_report(int idle)
 {
@@ -773,9 +656,9 @@ protected:
         is_bridge_there = true;
         interfaces_asked_for.clear();
         for (const char *radio : {"wl0", "wl1", "wl2"}) {
-            wlctl.answers(radio + " chanim_stats"s, chanim_report(55));
-            wlctl.answers(radio + " wme_counters"s, wme_report());
-            wlctl.answers(radio + " sta_info "s + station, station_report);
+            wlctl.answers("wlctl -i "s + radio + " chanim_stats", chanim_report(55));
+            wlctl.answers("wlctl -i "s + radio + " wme_counters", wme_report());
+            wlctl.answers("wlctl -i "s + radio + " sta_info " + station, station_report);
         }
     }
 
@@ -786,8 +669,8 @@ protected:
         clock_now.tv_usec %= 1000000;
     }
 
-    fake_wlctl wlctl;
-    support::quiet_log quiet;
+    const answering_tools wlctl = {"wlctl"};
+    quiet_log quiet;
 };
 
 TEST_F(Sampling, ARowIsFilledFromThreeReportsAndTheBridge)
@@ -796,8 +679,8 @@ TEST_F(Sampling, ARowIsFilledFromThreeReportsAndTheBridge)
     put(row.mac, "kept");
     put(row.radio, "kept, too");
     EXPECT_EQ(brcm_fill_data_struct("wl0", station, &row), 0);
-    EXPECT_EQ(wlctl.calls(),
-              (texts{"-i wl0 chanim_stats", "-i wl0 sta_info 02:00:00:00:01:23", "-i wl0 wme_counters"}));
+    EXPECT_EQ(wlctl.calls(), (texts{"wlctl -i wl0 chanim_stats", "wlctl -i wl0 sta_info 02:00:00:00:01:23",
+                                    "wlctl -i wl0 wme_counters"}));
     EXPECT_EQ(interfaces_asked_for, texts{"br-lan"});
 
     EXPECT_STREQ(row.mac, "kept");
@@ -831,10 +714,10 @@ TEST_F(Sampling, WithoutARowNothingIsAsked)
 
 TEST_F(Sampling, ChannelStatisticsThatFailEndItWithMinusTwo)
 {
-    wlctl.answers("wl0 chanim_stats", "wl0: not up\n");
+    wlctl.answers("wlctl -i wl0 chanim_stats", "wl0: not up\n");
     row_t row = {};
     EXPECT_EQ(brcm_fill_data_struct("wl0", station, &row), -2);
-    EXPECT_EQ(wlctl.calls(), texts{"-i wl0 chanim_stats"});
+    EXPECT_EQ(wlctl.calls(), texts{"wlctl -i wl0 chanim_stats"});
     EXPECT_EQ(interfaces_asked_for, texts{});
 }
 
@@ -842,7 +725,7 @@ TEST_F(Sampling, AnUnknownStationEndsItWithMinusThreeAndKeepsTheChannelStatistic
 {
     row_t row = {};
     EXPECT_EQ(brcm_fill_data_struct("wl0", "02:00:00:00:09:99", &row), -3);
-    EXPECT_EQ(wlctl.calls(), (texts{"-i wl0 chanim_stats", "-i wl0 sta_info 02:00:00:00:09:99"}));
+    EXPECT_EQ(wlctl.calls(), (texts{"wlctl -i wl0 chanim_stats", "wlctl -i wl0 sta_info 02:00:00:00:09:99"}));
     EXPECT_EQ(row.chanim.idle, 55);
     EXPECT_EQ(row.sta_info.version, 0U);
     EXPECT_EQ(row.wme_conters.AC_BE.txbytes, 0U);
@@ -851,7 +734,7 @@ TEST_F(Sampling, AnUnknownStationEndsItWithMinusThreeAndKeepsTheChannelStatistic
 
 TEST_F(Sampling, CountersThatFailEndItWithMinusFourAndKeepWhatCameBefore)
 {
-    wlctl.answers("wl0 wme_counters", "\n" + category_report("AC_BE", 1000));
+    wlctl.answers("wlctl -i wl0 wme_counters", "\n" + category_report("AC_BE", 1000));
     row_t row = {};
     EXPECT_EQ(brcm_fill_data_struct("wl0", station, &row), -4);
     EXPECT_EQ(row.chanim.idle, 55);
@@ -883,21 +766,21 @@ TEST_F(Sampling, TheRowIsNotClearedFirst)
 
 TEST_F(Sampling, StationsOfOneRadioWithinASecondShareTheChannelStatistics)
 {
-    wlctl.answers("wl0 sta_info 02:00:00:00:01:24", station_report);
+    wlctl.answers("wlctl -i wl0 sta_info 02:00:00:00:01:24", station_report);
     row_t first = {};
     row_t second = {};
     EXPECT_EQ(brcm_fill_data_struct("wl0", station, &first), 0);
-    wlctl.answers("wl0 chanim_stats", chanim_report(10));
+    wlctl.answers("wlctl -i wl0 chanim_stats", chanim_report(10));
     EXPECT_EQ(brcm_fill_data_struct("wl0", "02:00:00:00:01:24", &second), 0);
     EXPECT_EQ(second.chanim.idle, 55);
     const texts calls = wlctl.calls();
-    EXPECT_EQ(std::count(calls.begin(), calls.end(), "-i wl0 chanim_stats"), 1);
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "wlctl -i wl0 chanim_stats"), 1);
     EXPECT_EQ(calls.size(), 5U);
 
     pass(1, 100000);
     EXPECT_EQ(brcm_fill_data_struct("wl0", station, &first), 0);
     EXPECT_EQ(first.chanim.idle, 10);
-    EXPECT_EQ(wlctl.calls().front(), "-i wl0 chanim_stats");
+    EXPECT_EQ(wlctl.calls().front(), "wlctl -i wl0 chanim_stats");
 }
 
 TEST_F(Sampling, ARadioBeyondTheThirdEndsItWithMinusTwoWithoutAsking)
@@ -906,7 +789,7 @@ TEST_F(Sampling, ARadioBeyondTheThirdEndsItWithMinusTwoWithoutAsking)
     for (const char *radio : {"wl0", "wl1", "wl2"})
         EXPECT_EQ(brcm_get_chanims_cached(radio, &info), 0) << radio;
     (void)wlctl.calls();
-    wlctl.answers("wl3 chanim_stats", chanim_report(1));
+    wlctl.answers("wlctl -i wl3 chanim_stats", chanim_report(1));
     info.idle = 77;
     EXPECT_EQ(brcm_get_chanims_cached("wl3", &info), -22);
     EXPECT_EQ(info.idle, 77);
@@ -919,8 +802,8 @@ TEST_F(Sampling, ARadioBeyondTheThirdEndsItWithMinusTwoWithoutAsking)
 TEST_F(Sampling, ANameOfNineCharactersGetsASlotAndALongerOneNone)
 {
     vantu_ll_wlctl_chanim_info info = {};
-    wlctl.answers("wl0.12345 chanim_stats", chanim_report(31));
-    wlctl.answers("wl0.123456 chanim_stats", chanim_report(32));
+    wlctl.answers("wlctl -i wl0.12345 chanim_stats", chanim_report(31));
+    wlctl.answers("wlctl -i wl0.123456 chanim_stats", chanim_report(32));
     EXPECT_EQ(brcm_get_chanims_cached("wl0.123456", &info), -22);
     EXPECT_EQ(brcm_cached_get_chanim_array_item("wl0.123456"), nullptr);
     row_t row = {};
@@ -958,7 +841,7 @@ TEST_F(Sampling, AnEmptyNameGivesTheReadersResultAndTakesNoSlot)
 
 TEST_F(Sampling, TheStatisticsOfEachRadioAreItsOwn)
 {
-    wlctl.answers("wl1 chanim_stats", chanim_report(11));
+    wlctl.answers("wlctl -i wl1 chanim_stats", chanim_report(11));
     vantu_ll_wlctl_chanim_info info = {};
     for (int round = 0; round < 2; round++) {
         EXPECT_EQ(brcm_get_chanims_cached("wl0", &info), 0);
@@ -966,7 +849,7 @@ TEST_F(Sampling, TheStatisticsOfEachRadioAreItsOwn)
         EXPECT_EQ(brcm_get_chanims_cached("wl1", &info), 0);
         EXPECT_EQ(info.idle, 11);
     }
-    EXPECT_EQ(wlctl.calls(), (texts{"-i wl0 chanim_stats", "-i wl1 chanim_stats"}));
+    EXPECT_EQ(wlctl.calls(), (texts{"wlctl -i wl0 chanim_stats", "wlctl -i wl1 chanim_stats"}));
 }
 
 TEST_F(Sampling, TheCacheServesASecondAndNoMore)
@@ -994,9 +877,9 @@ TEST_F(Sampling, TheCacheServesASecondAndNoMore)
         clock_now = {1790000000, 0};
         brcm_cached_get_chanim_array_item("wl0")->last_time = {};
         vantu_ll_wlctl_chanim_info info = {};
-        wlctl.answers("wl0 chanim_stats", chanim_report(1));
+        wlctl.answers("wlctl -i wl0 chanim_stats", chanim_report(1));
         EXPECT_EQ(brcm_get_chanims_cached("wl0", &info), 0) << row.name;
-        wlctl.answers("wl0 chanim_stats", chanim_report(2));
+        wlctl.answers("wlctl -i wl0 chanim_stats", chanim_report(2));
         (void)wlctl.calls();
         pass(row.seconds, row.microseconds);
         EXPECT_EQ(brcm_get_chanims_cached("wl0", &info), 0) << row.name;
@@ -1039,7 +922,7 @@ TEST_F(Sampling, AReadingCarriesTheSecondAtWhichItSucceeded)
     pass(5, 0);
     EXPECT_EQ(brcm_get_chanims_cached("wl0", &info), 0);
     EXPECT_EQ(info.epochstamp, 1790000005U);
-    wlctl.answers("wl0 chanim_stats", "");
+    wlctl.answers("wlctl -i wl0 chanim_stats", "");
     pass(5, 0);
     EXPECT_EQ(brcm_get_chanims_cached("wl0", &info), -1);
     EXPECT_EQ(info.epochstamp, 0U) << "the record of a reading that failed";
@@ -1061,7 +944,7 @@ TEST_F(Sampling, AReadingThatFailsKeepsTheTimeSoThatTheNextCallAsksAgain)
     const timeval read_at = brcm_cached_get_chanim_array_item("wl0")->last_time;
     (void)wlctl.calls();
 
-    wlctl.answers("wl0 chanim_stats", "version: 3\nchanspec tx inbss\n0xe06a\t12\t7\n");
+    wlctl.answers("wlctl -i wl0 chanim_stats", "version: 3\nchanspec tx inbss\n0xe06a\t12\t7\n");
     pass(2, 0);
     EXPECT_EQ(brcm_get_chanims_cached("wl0", &info), -1);
     EXPECT_EQ(info.tx, 12) << "what the reader understood";
@@ -1070,10 +953,10 @@ TEST_F(Sampling, AReadingThatFailsKeepsTheTimeSoThatTheNextCallAsksAgain)
     EXPECT_EQ(brcm_cached_get_chanim_array_item("wl0")->last_time.tv_sec, read_at.tv_sec);
     EXPECT_EQ(brcm_cached_get_chanim_array_item("wl0")->last_time.tv_usec, read_at.tv_usec);
 
-    wlctl.answers("wl0 chanim_stats", "");
+    wlctl.answers("wlctl -i wl0 chanim_stats", "");
     EXPECT_EQ(brcm_get_chanims_cached("wl0", &info), -1);
     EXPECT_EQ(info.tx, 0);
-    wlctl.answers("wl0 chanim_stats", chanim_report(33));
+    wlctl.answers("wlctl -i wl0 chanim_stats", chanim_report(33));
     EXPECT_EQ(brcm_get_chanims_cached("wl0", &info), 0);
     EXPECT_EQ(info.idle, 33);
     EXPECT_EQ(wlctl.calls().size(), 3U);
@@ -1083,7 +966,7 @@ TEST_F(Sampling, AReadingThatFailsKeepsTheTimeSoThatTheNextCallAsksAgain)
 
 TEST_F(Sampling, AFirstReadingThatFailsIsTriedAgainAtOnce)
 {
-    wlctl.answers("wl0 chanim_stats", "");
+    wlctl.answers("wlctl -i wl0 chanim_stats", "");
     vantu_ll_wlctl_chanim_info info = {};
     for (int i = 0; i < 3; i++)
         EXPECT_EQ(brcm_get_chanims_cached("wl0", &info), -1);

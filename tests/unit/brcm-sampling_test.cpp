@@ -5,6 +5,7 @@
 
 #include "brcm-generic/brcm-sample-table.h"
 #include "support.hpp"
+#include "support/stopped_clock.hpp"
 #include "vantu-libs2/vantu-ifstats.h"
 
 #include <gtest/gtest.h>
@@ -14,21 +15,15 @@
 #include <cstring>
 #include <filesystem>
 #include <functional>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
 using namespace std::string_literals;
-using support::log_capture;
-using texts = std::vector<std::string>;
+using namespace support;
 using row_t = vantu_brcm_csv_data;
 
 namespace
 {
-
-// The time that the program sees. It stands still within a test, unless the test moves it.
-timeval clock_now = {1790000000, 0};
 
 // What each interface's counters are; none with has_counters off.
 vantu_byte_stats counters = {};
@@ -40,14 +35,7 @@ char temporary_directory[64];
 
 } // namespace
 
-// Stand before the C library's and the service library's functions of these names.
-extern "C" int gettimeofday(timeval *now, void *zone) noexcept
-{
-    (void)zone;
-    *now = clock_now;
-    return 0;
-}
-
+// Stand before the service library's functions of these names.
 extern "C" vantu_byte_stats *vantu_get_if_stats(const char *ifname)
 {
     interfaces_asked_for.emplace_back(ifname);
@@ -61,86 +49,6 @@ extern "C" char *vantu_get_or_create_tmp_path(void)
 
 namespace
 {
-
-template <size_t N>
-void put(char (&field)[N], const std::string &text)
-{
-    (void)snprintf(field, N, "%s", text.c_str());
-}
-
-template <typename Record>
-std::string bytes_of(const Record &record)
-{
-    return {reinterpret_cast<const char *>(&record), sizeof(record)};
-}
-
-// A directory of its own for each test.
-class temp_dir
-{
-public:
-    temp_dir()
-    {
-        if (mkdtemp(path_) == nullptr)
-            abort();
-    }
-    ~temp_dir() { fs::remove_all(path_); }
-    temp_dir(const temp_dir &) = delete;
-    temp_dir &operator=(const temp_dir &) = delete;
-
-    std::string operator/(const std::string &name) const { return std::string(path_) + "/" + name; }
-    std::string path() const { return path_; }
-
-private:
-    char path_[32] = "/tmp/sampling-test-XXXXXX";
-};
-
-// Puts a directory in front of the search path while it lives.
-class search_path
-{
-public:
-    explicit search_path(const std::string &dir) : before_(getenv("PATH") != nullptr ? getenv("PATH") : "")
-    {
-        setenv("PATH", (dir + ":" + before_).c_str(), 1);
-    }
-    ~search_path() { setenv("PATH", before_.c_str(), 1); }
-    search_path(const search_path &) = delete;
-    search_path &operator=(const search_path &) = delete;
-
-private:
-    std::string before_;
-};
-
-// A tool that prints what was stored for its arguments. With which it ran stands in the file "calls".
-class fake_wlctl
-{
-public:
-    fake_wlctl() : path_(dir_.path())
-    {
-        std::ofstream(dir_ / "wlctl") << "#!/bin/sh\necho \"$*\" >> '" + dir_.path() + "/calls'\ncat '" + dir_.path() +
-                                             "/'\"$*\" 2>&1\n";
-        chmod((dir_ / "wlctl").c_str(), 0755);
-    }
-
-    void answers(const std::string &question, const std::string &output) const
-    {
-        std::ofstream(dir_ / question, std::ios::binary) << output;
-    }
-
-    // The questions since the last time.
-    texts calls() const
-    {
-        texts out;
-        std::ifstream file(dir_ / "calls");
-        for (std::string line; std::getline(file, line);)
-            out.push_back(line);
-        fs::remove(dir_ / "calls");
-        return out;
-    }
-
-private:
-    temp_dir dir_;
-    search_path path_;
-};
 
 // ---- Reports. All their figures follow from a number. ----
 
@@ -351,22 +259,22 @@ protected:
     ~Sampling() override
     {
         global_ops = before_;
-        EXPECT_TRUE(waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD) << "a tool is left";
+        EXPECT_TRUE(no_child_is_left());
     }
 
     // What the reports of a radio show from now on.
     void radio_is(const std::string &radio, int number) const
     {
         clock_now.tv_sec += 2;
-        wlctl.answers("-i " + radio + " chanim_stats", channel_report(number));
-        wlctl.answers("-i " + radio + " wme_counters", categories_report(number));
+        wlctl.answers("wlctl -i " + radio + " chanim_stats", channel_report(number));
+        wlctl.answers("wlctl -i " + radio + " wme_counters", categories_report(number));
         counters = counters_of(number);
     }
 
     void station_is(const std::string &radio, const std::string &mac, int number) const
     {
         radio_is(radio, number);
-        wlctl.answers("-i " + radio + " sta_info " + mac, station_report(number));
+        wlctl.answers("wlctl -i " + radio + " sta_info " + mac, station_report(number));
     }
 
     // Samples a radio with troubleshooting.
@@ -374,7 +282,7 @@ protected:
     {
         radio_is(radio, number);
         vantu_radio_stats stats = {};
-        const support::quiet_log quiet;
+        const quiet_log quiet;
         EXPECT_EQ(brcm_sample_radio_stats(radio.c_str(), &stats, 1), want);
     }
 
@@ -382,17 +290,14 @@ protected:
     {
         station_is(radio, mac, number);
         vantu_sta_stats stats = {};
-        const support::quiet_log quiet;
+        const quiet_log quiet;
         EXPECT_EQ(brcm_sample_sta_stats(radio.c_str(), mac.c_str(), &stats, 1), 0);
     }
 
     // Runs a test in a child process, where the rows are still zero and no file is open.
     static void in_child(const std::function<void()> &test)
     {
-        (void)fflush(nullptr);
-        const pid_t child = fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
+        in_fresh_process([&test] {
             global_ops.calculate_delta = brcm_calculate_delta;
             global_ops.data_struct_to_csv_string = brcm_data_struct_to_csv_string;
             global_ops.fill_data_struct = brcm_fill_data_struct;
@@ -400,24 +305,11 @@ protected:
             test();
             (void)fflush(nullptr);
             _exit(HasFailure() ? 1 : 0);
-        }
-        int status = 0;
-        ASSERT_EQ(waitpid(child, &status, 0), child);
-        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "see above";
+        });
     }
 
     // The lines of a file in the temporary directory; none when it is not there.
-    texts file(const std::string &name) const
-    {
-        std::ifstream in(dir / name, std::ios::binary);
-        const std::string text{std::istreambuf_iterator<char>(in), {}};
-        texts out;
-        size_t begin = 0;
-        for (size_t end; (end = text.find('\n', begin)) != std::string::npos; begin = end + 1)
-            out.push_back(text.substr(begin, end - begin));
-        EXPECT_EQ(begin, text.size()) << "the last line has no end";
-        return out;
-    }
+    texts file(const std::string &name) const { return split_lines(content_of(dir / name)); }
 
     texts files() const
     {
@@ -442,7 +334,7 @@ protected:
         return out;
     }
 
-    fake_wlctl wlctl;
+    const answering_tools wlctl = {"wlctl"};
     temp_dir dir;
 
 private:
@@ -472,8 +364,8 @@ vantu_sta_stats filled_station()
 
 TEST_F(RadioSample, TakesSharesCategoriesAndTheInterfacesCounters)
 {
-    wlctl.answers("-i wl0 chanim_stats", channel_report(30, 20, 10));
-    wlctl.answers("-i wl0 wme_counters", categories_report(7));
+    wlctl.answers("wlctl -i wl0 chanim_stats", channel_report(30, 20, 10));
+    wlctl.answers("wlctl -i wl0 wme_counters", categories_report(7));
     counters = {UINT64_MAX, 12345678901234, 13, 14};
     vantu_radio_stats stats = filled_radio();
     vantu_radio_stats want = stats; // the times stay
@@ -493,7 +385,7 @@ TEST_F(RadioSample, TakesSharesCategoriesAndTheInterfacesCounters)
     EXPECT_EQ(brcm_sample_radio_stats("wl0", &stats, 0), 0);
     EXPECT_EQ(bytes_of(stats), bytes_of(want));
     EXPECT_EQ(interfaces_asked_for, texts{"wl0"});
-    EXPECT_EQ(wlctl.calls(), (texts{"-i wl0 chanim_stats", "-i wl0 wme_counters"}));
+    EXPECT_EQ(wlctl.calls(), (texts{"wlctl -i wl0 chanim_stats", "wlctl -i wl0 wme_counters"}));
     EXPECT_EQ(log.lines, (texts{"TRACE running: wlctl -i wl0 chanim_stats", "TRACE Found chanim version 3",
                                 "TRACE running: wlctl -i wl0 wme_counters"}));
     EXPECT_EQ(files(), texts{});
@@ -512,12 +404,12 @@ TEST_F(RadioSample, SharesAreNeverNegative)
         {101, 0, 0, 0, 0},    {250, 20, 10, 0, 0},   {60, 25, 15, 40, 0},  {60, 25, 14, 40, 1},
         {60, 25, 16, 40, 0},  {0, 100, 100, 100, 0}, {-5, 0, 0, 105, 105},
     };
-    wlctl.answers("-i wl1 wme_counters", categories_report(1));
+    wlctl.answers("wlctl -i wl1 wme_counters", categories_report(1));
     for (const auto &row : rows) {
         clock_now.tv_sec += 2;
-        wlctl.answers("-i wl1 chanim_stats", channel_report(row.txop, row.inbss, row.tx));
+        wlctl.answers("wlctl -i wl1 chanim_stats", channel_report(row.txop, row.inbss, row.tx));
         vantu_radio_stats stats = {};
-        const support::quiet_log quiet;
+        const quiet_log quiet;
         EXPECT_EQ(brcm_sample_radio_stats("wl1", &stats, 0), 0);
         EXPECT_EQ(stats.utilization, row.utilization) << row.txop;
         EXPECT_EQ(stats.transmit, static_cast<uint32_t>(row.tx)) << row.txop;
@@ -540,12 +432,12 @@ TEST_F(RadioSample, SharesThatNoRadioCanHaveAreNoFailure)
         {100, -2147483647 - 1, 0, 0, 2147483648U},
         {100, 0, -2147483647 - 1, 0, 2147483648U},
     };
-    wlctl.answers("-i wl1 wme_counters", categories_report(1));
+    wlctl.answers("wlctl -i wl1 wme_counters", categories_report(1));
     for (const auto &row : rows) {
         clock_now.tv_sec += 2;
-        wlctl.answers("-i wl1 chanim_stats", channel_report(row.txop, row.inbss, row.tx));
+        wlctl.answers("wlctl -i wl1 chanim_stats", channel_report(row.txop, row.inbss, row.tx));
         vantu_radio_stats stats = {};
-        const support::quiet_log quiet;
+        const quiet_log quiet;
         EXPECT_EQ(brcm_sample_radio_stats("wl1", &stats, 0), 0);
         EXPECT_EQ(stats.utilization, row.utilization) << row.txop << " " << row.inbss << " " << row.tx;
         EXPECT_EQ(stats.receive_other, row.receive_other) << row.txop << " " << row.inbss << " " << row.tx;
@@ -556,20 +448,21 @@ TEST_F(RadioSample, ChannelIsReadOnceASecond)
 {
     radio_is("wl0", 1);
     vantu_radio_stats stats = {};
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     for (int i = 0; i < 2; i++)
         EXPECT_EQ(brcm_sample_radio_stats("wl0", &stats, 0), 0);
-    EXPECT_EQ(wlctl.calls(), (texts{"-i wl0 chanim_stats", "-i wl0 wme_counters", "-i wl0 wme_counters"}));
+    EXPECT_EQ(wlctl.calls(),
+              (texts{"wlctl -i wl0 chanim_stats", "wlctl -i wl0 wme_counters", "wlctl -i wl0 wme_counters"}));
     clock_now.tv_sec += 1;
     clock_now.tv_usec += 100000;
     EXPECT_EQ(brcm_sample_radio_stats("wl0", &stats, 0), 0);
-    EXPECT_EQ(wlctl.calls(), (texts{"-i wl0 chanim_stats", "-i wl0 wme_counters"}));
+    EXPECT_EQ(wlctl.calls(), (texts{"wlctl -i wl0 chanim_stats", "wlctl -i wl0 wme_counters"}));
 }
 
 TEST_F(RadioSample, WithoutChannelStatisticsKeepsTheShares)
 {
     radio_is("wl0", 7);
-    wlctl.answers("-i wl0 chanim_stats", "version: 3\nheader\n0x1 2 3\n");
+    wlctl.answers("wlctl -i wl0 chanim_stats", "version: 3\nheader\n0x1 2 3\n");
     vantu_radio_stats stats = filled_radio();
     const vantu_radio_stats untouched = stats;
     const log_capture log;
@@ -591,7 +484,7 @@ TEST_F(RadioSample, OfAFourthRadioIsWithoutShares)
     for (const char *radio : {"wl0", "wl1", "wl2"}) {
         vantu_ll_wlctl_chanim_info channel;
         radio_is(radio, 1);
-        const support::quiet_log quiet;
+        const quiet_log quiet;
         ASSERT_EQ(brcm_get_chanims_cached(radio, &channel), 0);
     }
     (void)wlctl.calls();
@@ -601,7 +494,7 @@ TEST_F(RadioSample, OfAFourthRadioIsWithoutShares)
     EXPECT_EQ(brcm_sample_radio_stats("wl3", &stats, 0), 0);
     EXPECT_EQ(stats.utilization, 0x5A5A5A5AU);
     EXPECT_EQ(stats.wmm_be.tx_bytes, 2001U);
-    EXPECT_EQ(wlctl.calls(), texts{"-i wl3 wme_counters"});
+    EXPECT_EQ(wlctl.calls(), texts{"wlctl -i wl3 wme_counters"});
     EXPECT_EQ(log.lines,
               (texts{"DEBUG failed to get chanims cached -22 for wl3", "TRACE running: wlctl -i wl3 wme_counters"}));
 }
@@ -609,10 +502,10 @@ TEST_F(RadioSample, OfAFourthRadioIsWithoutShares)
 TEST_F(RadioSample, WithoutCategoriesKeepsThemAndFailsWithTheReadersResult)
 {
     radio_is("wl0", 7);
-    wlctl.answers("-i wl0 chanim_stats", channel_report(30, 20, 10));
+    wlctl.answers("wlctl -i wl0 chanim_stats", channel_report(30, 20, 10));
     const std::string whole = categories_report(7);
     for (const std::string &report : {""s, "wlctl: Not Found\n"s, whole.substr(0, whole.size() - 30)}) {
-        wlctl.answers("-i wl0 wme_counters", report);
+        wlctl.answers("wlctl -i wl0 wme_counters", report);
         vantu_radio_stats stats = filled_radio();
         vantu_radio_stats want = stats;
         want.tx_bytes = 71;
@@ -633,7 +526,7 @@ TEST_F(RadioSample, WithoutCategoriesKeepsThemAndFailsWithTheReadersResult)
 TEST_F(RadioSample, WithoutInterfaceCountersKeepsThemAndSucceeds)
 {
     radio_is("wl0", 7);
-    wlctl.answers("-i wl0 chanim_stats", channel_report(30, 20, 10));
+    wlctl.answers("wlctl -i wl0 chanim_stats", channel_report(30, 20, 10));
     has_counters = false;
     vantu_radio_stats stats = filled_radio();
     const vantu_radio_stats untouched = stats;
@@ -651,8 +544,8 @@ TEST_F(RadioSample, WithoutInterfaceCountersKeepsThemAndSucceeds)
 TEST_F(RadioSample, WithoutAnySourceIsUntouchedAndEachIsLogged)
 {
     has_counters = false;
-    wlctl.answers("-i wl2 chanim_stats", "");
-    wlctl.answers("-i wl2 wme_counters", "");
+    wlctl.answers("wlctl -i wl2 chanim_stats", "");
+    wlctl.answers("wlctl -i wl2 wme_counters", "");
     vantu_radio_stats stats = filled_radio();
     const std::string untouched = bytes_of(stats);
     const log_capture log;
@@ -691,7 +584,7 @@ TEST_F(RadioSample, UsesNoOperationUnlessItTroubleshoots)
     global_ops.data_struct_to_csv_string = record_text;
     global_ops.fill_data_struct = record_fill;
     station_is("wl0", first_client, 1);
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     vantu_radio_stats radio = {};
     EXPECT_EQ(brcm_sample_radio_stats("wl0", &radio, 0), 0);
     vantu_sta_stats station = {};
@@ -704,7 +597,7 @@ TEST_F(RadioSample, UsesNoOperationUnlessItTroubleshoots)
 
 TEST_F(StationSample, TakesTheReportsFigures)
 {
-    wlctl.answers("-i wl0 sta_info "s + first_client,
+    wlctl.answers("wlctl -i wl0 sta_info "s + first_client,
                   "[VER 8] STA 02:00:00:00:00:31:\n\t tx total pkts: 4294967295\n\t tx total bytes: 9123456789012\n"
                   "\t rx data pkts: 4294967294\n\t rx data bytes: 8123456789012\n"
                   "\t rate of last tx pkt: 866700 kbps - 780000 kbps\n\t rate of last rx pkt: 4294967293 kbps\n"
@@ -724,7 +617,7 @@ TEST_F(StationSample, TakesTheReportsFigures)
     const log_capture log;
     EXPECT_EQ(brcm_sample_sta_stats("wl0", first_client, &stats, 0), 0);
     EXPECT_EQ(bytes_of(stats), bytes_of(want));
-    EXPECT_EQ(wlctl.calls(), texts{"-i wl0 sta_info 02:00:00:00:00:31"});
+    EXPECT_EQ(wlctl.calls(), texts{"wlctl -i wl0 sta_info 02:00:00:00:00:31"});
     EXPECT_EQ(log.lines,
               (texts{"TRACE running: wlctl -i wl0 sta_info 02:00:00:00:00:31", "TRACE sta_info version: 8"}));
     EXPECT_EQ(interfaces_asked_for, texts{});
@@ -732,9 +625,9 @@ TEST_F(StationSample, TakesTheReportsFigures)
 
 TEST_F(StationSample, WhatTheReportDoesNotSayIsZero)
 {
-    wlctl.answers("-i wl0 sta_info "s + first_client, "[VER 8] STA 02:00:00:00:00:31:\n");
+    wlctl.answers("wlctl -i wl0 sta_info "s + first_client, "[VER 8] STA 02:00:00:00:00:31:\n");
     vantu_sta_stats stats = filled_station();
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     EXPECT_EQ(brcm_sample_sta_stats("wl0", first_client, &stats, 0), 0);
     EXPECT_EQ(stats.tx_bytes, 0U);
     EXPECT_EQ(stats.rx_packets, 0U);
@@ -745,7 +638,7 @@ TEST_F(StationSample, WhatTheReportDoesNotSayIsZero)
 TEST_F(StationSample, OfAnUnknownStationIsMinusOneAndLeavesTheRecord)
 {
     for (const int troubleshoot : {0, 1}) {
-        wlctl.answers("-i wl0 sta_info "s + first_client, "wlctl: Not Found\n");
+        wlctl.answers("wlctl -i wl0 sta_info "s + first_client, "wlctl: Not Found\n");
         vantu_sta_stats stats = filled_station();
         const std::string untouched = bytes_of(stats);
         const log_capture log;
@@ -825,7 +718,7 @@ TEST_F(RadioDebugFile, IsNotWrittenForOtherRadiosWhoseSampleIsTakenAllTheSame)
     in_child([&] {
         for (const char *other : {"wl2", "wl00", "WL0", "wl", "wl0.1", "eth0"}) {
             radio_is(other, 7);
-            const support::quiet_log quiet;
+            const quiet_log quiet;
             vantu_radio_stats stats = {};
             EXPECT_EQ(brcm_sample_radio_stats(other, &stats, 1), 0) << other;
             EXPECT_EQ(stats.wmm_be.tx_bytes, 7001U) << other;
@@ -853,15 +746,15 @@ TEST_F(RadioDebugFile, HasZeroesForASourceThatFailed)
         troubleshoot_radio("wl0", 3);
         // No channel and no counters: both are seen in the next line.
         radio_is("wl0", 5);
-        wlctl.answers("-i wl0 chanim_stats", "");
+        wlctl.answers("wlctl -i wl0 chanim_stats", "");
         has_counters = false;
-        const support::quiet_log quiet;
+        const quiet_log quiet;
         vantu_radio_stats stats = {};
         EXPECT_EQ(brcm_sample_radio_stats("wl0", &stats, 1), 0);
         has_counters = true;
         // No categories: the line is written, and the result is theirs.
         radio_is("wl0", 6);
-        wlctl.answers("-i wl0 wme_counters", "");
+        wlctl.answers("wlctl -i wl0 wme_counters", "");
         EXPECT_EQ(brcm_sample_radio_stats("wl0", &stats, 1), -1);
         troubleshoot_radio("wl0", 7);
         EXPECT_EQ(file(wl0_file),
@@ -998,7 +891,7 @@ TEST_F(RadioDebugFile, RowsNameIsCutTo63Characters)
         for (const size_t length : {62, 63, 64, 90}) {
             const std::string radio = "r" + std::string(length - 1, '9');
             vantu_radio_stats stats = {};
-            const support::quiet_log quiet;
+            const quiet_log quiet;
             (void)brcm_sample_radio_stats(radio.c_str(), &stats, 1);
             EXPECT_EQ(std::string(newer_row.radio), radio.substr(0, 63));
         }
@@ -1047,8 +940,8 @@ TEST_F(StationDebugFile, ReadsTheStationForTheSampleAndAgainForTheRowWithTheBrid
 {
     in_child([&] {
         troubleshoot_station("wl1", first_client, 3);
-        EXPECT_EQ(wlctl.calls(), (texts{"-i wl1 sta_info 02:00:00:00:00:31", "-i wl1 chanim_stats",
-                                        "-i wl1 sta_info 02:00:00:00:00:31", "-i wl1 wme_counters"}));
+        EXPECT_EQ(wlctl.calls(), (texts{"wlctl -i wl1 sta_info 02:00:00:00:00:31", "wlctl -i wl1 chanim_stats",
+                                        "wlctl -i wl1 sta_info 02:00:00:00:00:31", "wlctl -i wl1 wme_counters"}));
         EXPECT_EQ(interfaces_asked_for, texts{"br-lan"});
     });
 }
@@ -1125,8 +1018,8 @@ TEST_F(StationDebugFile, IsWrittenFromWhatCouldBeReadAndTheResultIsZero)
         troubleshoot_station("wl0", first_client, 3);
         // The counters of the categories fail, and with them the bridge's behind them, which keep the last row's.
         station_is("wl0", first_client, 5);
-        wlctl.answers("-i wl0 wme_counters", "");
-        const support::quiet_log quiet;
+        wlctl.answers("wlctl -i wl0 wme_counters", "");
+        const quiet_log quiet;
         vantu_sta_stats stats = {};
         EXPECT_EQ(brcm_sample_sta_stats("wl0", first_client, &stats, 1), 0);
         EXPECT_EQ(stats.tx_bytes, 5002U);

@@ -3,8 +3,8 @@
 
 #include "vantu-libs2/conntracktool.h"
 
-#include "list_owner.hpp"
 #include "support.hpp"
+#include "support/flows.hpp"
 #include "vantu-libs2/csv.h"
 #include "vantu-ll-api/listinits.h"
 
@@ -16,8 +16,7 @@
 #include <random>
 
 using namespace std::string_literals;
-using support::log_capture;
-using texts = std::vector<std::string>;
+using namespace support;
 
 namespace
 {
@@ -51,10 +50,7 @@ void *__wrap_calloc(size_t count, size_t size)
 namespace
 {
 
-struct port_ranges : sclist_t {
-    port_ranges() : owner(*this, vantu_init_port_range_list) {}
-    vantu::list_owner owner;
-};
+using port_ranges = support::list<vantu_init_port_range_list>;
 
 vantu_proto_port_range range_of(int protocol, uint16_t start, uint16_t end)
 {
@@ -139,29 +135,9 @@ TEST(PortRangeList, LocatingDeliberatelyFindsTheFirstRangeThatStartsBelow)
 
 // ---- Flows ----
 
-struct flow_list : sclist_t {
-    flow_list() : owner(*this, vantu_ll_wrt_conntrack_list_init) {}
-    vantu::list_owner owner;
-};
+using flow_list = support::list<vantu_ll_wrt_conntrack_list_init>;
 
-vantu_ip address(const char *text)
-{
-    vantu_ip out = {};
-    if (string_to_vantu_ip(strchr(text, ':') == nullptr ? AF_INET : AF_INET6, text, &out) != 1)
-        abort();
-    return out;
-}
-
-vantu_ll_conntrack_flow flow_of(const char *src, const char *dst, uint8_t proto, uint16_t sport, uint16_t dport)
-{
-    vantu_ll_conntrack_flow out = {};
-    out.src = address(src);
-    out.dst = address(dst);
-    out.proto = proto;
-    out.sport = sport;
-    out.dport = dport;
-    return out;
-}
+constexpr auto flow_of = flow_between<vantu_ll_conntrack_flow, uint8_t, uint16_t>;
 
 vantu_ll_conntrack_flow usual_flow()
 {
@@ -272,8 +248,7 @@ int get_conntrack(sclist_t *list, sclist_t *second, int maximum)
     table.second = second;
     table.maximum = maximum;
     table.size_before = sclist_size(list);
-    for (const auto &flow : table.flows)
-        (void)sclist_append(list, &flow);
+    append_all(list, table.flows);
     return table.result;
 }
 

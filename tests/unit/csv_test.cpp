@@ -4,7 +4,6 @@
 #include "vantu-libs2/csv.h"
 
 #include "csv_columns.hpp"
-#include "list_owner.hpp"
 #include "support.hpp"
 
 #include <gtest/gtest.h>
@@ -22,39 +21,14 @@
 #include <filesystem>
 #include <limits>
 #include <random>
-#include <set>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
 using namespace std::string_literals;
-using support::log_capture;
-using texts = std::vector<std::string>;
+using namespace support;
 
 namespace
 {
-
-// Characters that do not print, as the stored files write them.
-std::string printable(const std::string &text)
-{
-    std::string out;
-    for (const char c : text) {
-        char code[8];
-        (void)snprintf(code, sizeof(code), "\\x%02x", static_cast<unsigned char>(c));
-        out += c == '\n' ? "\\n" : c == '\r' ? "\\r" : c < ' ' || c > '~' ? code : std::string(1, c);
-    }
-    return out;
-}
-
-std::string lines_of(const texts &all)
-{
-    std::string out;
-    for (const std::string &line : all)
-        out += printable(line) + "\n";
-    return out;
-}
 
 // A text of different characters, none of them a comma.
 std::string field(size_t length, char first = 'a')
@@ -63,14 +37,6 @@ std::string field(size_t length, char first = 'a')
     for (size_t i = 0; i < length; i++)
         text[i] = static_cast<char>('a' + (static_cast<size_t>(first - 'a') + i) % 26);
     return text;
-}
-
-std::string joined(const texts &all, const std::string &separator = ",")
-{
-    std::string out;
-    for (size_t i = 0; i < all.size(); i++)
-        out += (i == 0 ? "" : separator) + all[i];
-    return out;
 }
 
 // A text in memory of its exact size, so that a sanitizer sees a look behind its end.
@@ -116,10 +82,7 @@ private:
     std::vector<char *> at_;
 };
 
-struct table : sclist_t {
-    table() : owner(*this, vantu_csv_init_csv_table) {}
-    vantu::list_owner owner;
-};
+using table = support::list<vantu_csv_init_csv_table>;
 
 std::string header_of(sclist_t &of)
 {
@@ -1539,56 +1502,38 @@ texts read_samples(std::string_view text)
     return out;
 }
 
-std::set<std::string> cases_of(const std::string &tool)
-{
-    std::set<std::string> cases;
-    for (const auto &file : fs::directory_iterator(support::fixture_path(tool)))
-        cases.insert(file.path().stem().string());
-    for (const std::string &name : cases) {
-        for (const char *kind : {".txt", ".expected"}) {
-            const std::string path = support::fixture_path(tool + "/" + name + kind);
-            EXPECT_TRUE(fs::exists(path)) << path << " is missing";
-        }
-    }
-    EXPECT_FALSE(cases.empty()) << "nothing stored for " << tool;
-    return cases;
-}
-
 TEST(CsvStoredFiles, GiveTheExpectedRecordsAndMessages)
 {
     for (const std::string &name : cases_of("csv")) {
-        const std::string base = "csv/" + name;
-        const std::string text = support::fixture(base + ".txt");
+        const std::string text = fixture(name + ".txt");
         log_capture log;
-        EXPECT_EQ(lines_of(read_samples(text)), support::fixture(base + ".expected")) << base;
-        const bool logs = fs::exists(support::fixture_path(base + ".log"));
-        EXPECT_EQ(lines_of(log.lines), logs ? support::fixture(base + ".log") : "") << base;
+        const texts got = read_samples(text);
+        expect_stored(name, lines_of(got), log.lines);
     }
 }
 
 void survive(std::string_view text)
 {
     const size_t newlines = static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
-    ASSERT_LE(read_samples(text).size(), newlines) << printable(std::string(text));
+    ASSERT_LE(read_samples(text).size(), newlines) << printable(text);
 }
 
 TEST(CsvStoredFiles, EveryTruncationGivesSoundRecords)
 {
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     for (const std::string &name : cases_of("csv"))
-        support::every_truncation(support::fixture("csv/" + name + ".txt"), survive);
+        every_truncation(fixture(name + ".txt"), survive);
 }
 
 // Most cases have the same header: its bytes are corrupted in one of them, those of the lines in all.
 TEST(CsvStoredFiles, EveryCorruptionGivesSoundRecords)
 {
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     for (const std::string &name : cases_of("csv")) {
-        const std::string text = support::fixture("csv/" + name + ".txt");
-        const size_t kept = name == "all_columns" ? 0 : text.find('\n') + 1;
-        support::every_corruption(text.substr(kept), [&](std::string_view corrupted) {
-            survive(text.substr(0, kept) + std::string(corrupted));
-        });
+        const std::string text = fixture(name + ".txt");
+        const size_t kept = name == "csv/all_columns" ? 0 : text.find('\n') + 1;
+        every_corruption(text.substr(kept),
+                         [&](std::string_view corrupted) { survive(text.substr(0, kept) + std::string(corrupted)); });
     }
 }
 
@@ -1642,53 +1587,6 @@ TEST(CsvTimes, DifferenceOfTimesThatNoClockShowsStaysAtTheLargest)
 }
 
 // ---- Merging files ----
-
-// A directory of its own for each test.
-class temp_dir
-{
-public:
-    temp_dir()
-    {
-        if (mkdtemp(path_) == nullptr)
-            abort();
-    }
-    ~temp_dir() { fs::remove_all(path_); }
-    temp_dir(const temp_dir &) = delete;
-    temp_dir &operator=(const temp_dir &) = delete;
-
-    std::string operator/(const std::string &name) const { return std::string(path_) + "/" + name; }
-
-private:
-    char path_[32] = "/tmp/csv-test-XXXXXX";
-};
-
-std::string content_of(const std::string &path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void write_file(const std::string &path, const std::string &content)
-{
-    std::ofstream(path, std::ios::binary) << content;
-}
-
-// The exit status of a child process that ends with the result of `run`, or minus the signal that killed it.
-int in_child(const std::function<int()> &run)
-{
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(run());
-    int status = 0;
-    (void)waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
-size_t open_descriptors()
-{
-    const fs::directory_iterator all("/proc/self/fd");
-    return static_cast<size_t>(std::distance(begin(all), end(all)));
-}
 
 TEST(CsvMerge, AppendsTheLines)
 {
@@ -1842,8 +1740,7 @@ TEST(CsvMerge, FileThatMayNotGrowIsReported)
         EXPECT_EQ(in_child([&] {
                       log_capture log;
                       (void)signal(SIGXFSZ, SIG_IGN);
-                      const rlimit small = {limit, limit};
-                      (void)setrlimit(RLIMIT_FSIZE, &small);
+                      limit_file_size(limit);
                       if (vantu_merge_fpingdq_csv_files((dir / "from").c_str(), (dir / "to").c_str()) != -1)
                           return 1;
                       const texts wanted = {"ERROR failed to write file " + (dir / "to") + ": " + strerror(EFBIG)};

@@ -6,6 +6,7 @@
 #include "brcm-generic/brcm-sample-table.h"
 #include "brcm-generic/issueclassifier-brcm.h"
 #include "support.hpp"
+#include "support/harness_options.hpp"
 #include "typed_list.hpp"
 #include "vantu-libs2/sclists-functions.h"
 #include "vantu-libs2/vantu-fpingdq.h"
@@ -19,17 +20,8 @@
 
 namespace fs = std::filesystem;
 using namespace std::string_literals;
-using support::log_capture;
-using texts = std::vector<std::string>;
-
-// The options stand in the program's entry, which is not part of this test.
-char option_csvfile[256];
-char option_platformfile[128];
-char option_function[128];
-char option_macaddress[128];
-char option_radio[128];
-char option_websocket_ip[17];
-int verbose_flag = 1;
+using namespace support;
+using outcome = call_outcome;
 
 namespace
 {
@@ -71,45 +63,6 @@ int __wrap_system(const char *command)
 
 namespace
 {
-
-template <size_t N>
-void put(char (&field)[N], const std::string &text)
-{
-    (void)snprintf(field, N, "%s", text.c_str());
-}
-
-// A directory of its own for each test.
-class temp_dir
-{
-public:
-    temp_dir()
-    {
-        if (mkdtemp(path_) == nullptr)
-            abort();
-    }
-    ~temp_dir() { fs::remove_all(path_); }
-    temp_dir(const temp_dir &) = delete;
-    temp_dir &operator=(const temp_dir &) = delete;
-
-    std::string operator/(const std::string &name) const { return std::string(path_) + "/" + name; }
-    std::string path() const { return path_; }
-
-private:
-    char path_[24] = "/tmp/data-test-XXXXXX";
-};
-
-std::string content_of(const std::string &path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-template <typename Record>
-bool is_zero(const Record &record)
-{
-    const std::string bytes(reinterpret_cast<const char *>(&record), sizeof(record));
-    return bytes.find_first_not_of('\0') == std::string::npos;
-}
 
 // ---- Operations. The data row of this platform is a number and a text. ----
 
@@ -182,27 +135,15 @@ std::vector<vantu_common_radio> radios;
 std::vector<vantu_common_device> devices;
 std::vector<int> results;
 
-int next_result()
-{
-    if (results.empty())
-        return 0;
-    const int result = results.front();
-    if (results.size() > 1)
-        results.erase(results.begin());
-    return result;
-}
-
 int report_radios(sclist_t *list)
 {
-    for (const vantu_common_radio &radio : radios)
-        (void)sclist_append(list, &radio);
+    append_all(list, radios);
     return 0;
 }
 
 int report_devices(sclist_t *list)
 {
-    for (const vantu_common_device &device : devices)
-        (void)sclist_append(list, &device);
+    append_all(list, devices);
     return -1;
 }
 
@@ -224,7 +165,7 @@ int sample_radio(const char *interface, vantu_radio_stats *stats, int troublesho
     stats->wmm_bk = {13, 14};
     stats->wmm_vi = {15, 16};
     stats->wmm_vo = {17, 18446744073709551615U};
-    return next_result();
+    return next_of(results);
 }
 
 int sample_station(const char *interface, const char *mac, vantu_sta_stats *stats, int troubleshoot)
@@ -241,7 +182,7 @@ int sample_station(const char *interface, const char *mac, vantu_sta_stats *stat
     stats->noise = -92;
     stats->last_data_downlink_rate = 18446744073709551609U;
     stats->last_data_uplink_rate = 10;
-    return next_result();
+    return next_of(results);
 }
 
 // What the issue calculation was called with, and what it found.
@@ -286,13 +227,6 @@ int classify(sclist_t *data, sclist_t *issues, vantu_issue_statistics *stats, co
     return result;
 }
 
-struct outcome {
-    int result;
-    texts log;
-    std::string output;
-    std::string errors;
-};
-
 class DataTests : public testing::Test
 {
 protected:
@@ -332,19 +266,7 @@ protected:
         put(device.ipv4, "192.168.1.42");
     }
 
-    static outcome run(const std::function<int()> &test)
-    {
-        outcome got = {};
-        log_capture log;
-        testing::internal::CaptureStdout();
-        testing::internal::CaptureStderr();
-        got.result = test();
-        (void)fflush(stdout);
-        got.output = testing::internal::GetCapturedStdout();
-        got.errors = testing::internal::GetCapturedStderr();
-        got.log = log.lines;
-        return got;
-    }
+    static outcome run(const std::function<int()> &test) { return outcome_of(test); }
 
     outcome run(int (*test)(vantu_platform_ops *))
     {
@@ -856,7 +778,7 @@ TEST_F(DataTests, CalculateIssuesSaysAMissingParserAndGoesOn)
 
 TEST_F(DataTests, CalculateIssuesOnThePlatformsOwnRowsFindsAWeakSignal)
 {
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     brcm_csvtable_init();
     ops.init_data_struct_list = vantu_init_brcm_data_list;
     ops.get_data_struct_size = [] { return static_cast<int>(sizeof(vantu_brcm_csv_data)); };

@@ -4,6 +4,7 @@
 #include "harness.h"
 
 #include "support.hpp"
+#include "support/harness_options.hpp"
 #include "vantu-libs2/conntracktool.h"
 #include "vantu-libs2/ipsethelpers.h"
 #include "vantu-ll-api/listinits.h"
@@ -16,17 +17,8 @@
 #include <map>
 
 using namespace std::string_literals;
-using support::log_capture;
-using texts = std::vector<std::string>;
-
-// The options stand in the program's entry, which is not part of this test.
-char option_csvfile[256];
-char option_platformfile[128];
-char option_function[128];
-char option_macaddress[128];
-char option_radio[128];
-char option_websocket_ip[17];
-int verbose_flag = 1;
+using namespace support;
+using outcome = call_outcome;
 
 int test_ipset(vantu_platform_ops *ops);
 int test_iptables_setup(vantu_platform_ops *ops);
@@ -51,20 +43,10 @@ extern "C" int __wrap_system(const char *command)
 namespace
 {
 
-// What a test left behind: its result, its lines on standard error and its log.
-struct outcome {
-    int result;
-    std::string errors;
-    texts log;
-};
-
 outcome run(int (*test)(vantu_platform_ops *), vantu_platform_ops &ops)
 {
     events.clear();
-    const log_capture log;
-    testing::internal::CaptureStderr();
-    const int result = test(&ops);
-    return {result, testing::internal::GetCapturedStderr(), log.lines};
+    return outcome_of([&] { return test(&ops); });
 }
 
 std::string missing(const std::string &name)

@@ -13,17 +13,11 @@
 #include <functional>
 
 using namespace std::string_literals;
-using support::log_capture;
-using texts = std::vector<std::string>;
+using namespace support;
+using outcome = call_outcome;
 
 namespace
 {
-
-template <size_t N>
-void put(char (&field)[N], const std::string &text)
-{
-    (void)snprintf(field, N, "%s", text.c_str());
-}
 
 // What the made-up operations report, and what became of their calls.
 std::vector<vantu_common_radio> radios;
@@ -41,19 +35,13 @@ char text[64];
 int next_result()
 {
     calls++;
-    if (results.empty())
-        return 0;
-    const int result = results.front();
-    if (results.size() > 1)
-        results.erase(results.begin());
-    return result;
+    return next_of(results);
 }
 
 template <typename Record>
 int report(const std::vector<Record> &records, sclist_t *list)
 {
-    for (const Record &record : records)
-        (void)sclist_append(list, &record);
+    append_all(list, records);
     return next_result();
 }
 
@@ -72,15 +60,8 @@ char *report_null()
 template <typename Record>
 void expect_zero(const Record &record)
 {
-    const std::string bytes(reinterpret_cast<const char *>(&record), sizeof(record));
-    record_was_zero = record_was_zero && bytes.find_first_not_of('\0') == std::string::npos;
+    record_was_zero = record_was_zero && is_zero(record);
 }
-
-struct outcome {
-    int result;
-    texts log;
-    std::string errors;
-};
 
 class Inventory : public testing::Test
 {
@@ -100,16 +81,7 @@ protected:
         put(text, "");
     }
 
-    static outcome run(const std::function<int()> &test)
-    {
-        outcome got = {};
-        log_capture log;
-        testing::internal::CaptureStderr();
-        got.result = test();
-        got.errors = testing::internal::GetCapturedStderr();
-        got.log = log.lines;
-        return got;
-    }
+    static outcome run(const std::function<int()> &test) { return outcome_of(test); }
 
     outcome run(int (*test)(vantu_platform_ops *))
     {
@@ -178,7 +150,7 @@ TEST_F(Inventory, AMissingOperationIsSaidTwiceAndFailsTheTest)
 TEST_F(Inventory, OnTheContainerPlatformSixOperationsAreNotImplemented)
 {
     {
-        const support::quiet_log quiet;
+        const quiet_log quiet;
         ASSERT_EQ(vantu_platform_ops_init(&ops, ""), 0);
     }
     const struct {
@@ -197,7 +169,7 @@ TEST_F(Inventory, OnTheContainerPlatformSixOperationsAreNotImplemented)
         EXPECT_EQ(got.result, 1) << row.name;
         EXPECT_EQ(got.log.back(), red("  function "s + row.name + " not implemented!")) << row.name;
     }
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     EXPECT_EQ(ops.system_destroy(), 0);
     EXPECT_EQ(vantu_platform_ops_close(&ops), 0);
 }
@@ -768,21 +740,11 @@ TEST_F(Inventory, NoAddressOfTheHostFailsTheTest)
 
 // ---- Neighbours and networks ----
 
-size_t next_count(std::vector<size_t> &counts)
-{
-    if (counts.empty())
-        return 0;
-    const size_t count = counts.front();
-    if (counts.size() > 1)
-        counts.erase(counts.begin());
-    return count;
-}
-
 // Neighbours numbered from 1, on their band.
 int report_neighbours(int band, sclist_t *list)
 {
     asked.push_back(std::to_string(band) + " into " + std::to_string(sclist_size(list)));
-    const size_t count = next_count(band == 2 ? neighbours_of_band_2 : neighbours_of_band_5);
+    const size_t count = next_of(band == 2 ? neighbours_of_band_2 : neighbours_of_band_5);
     for (size_t i = 1; i <= count; i++) {
         const std::string number = std::to_string(band) + "-" + std::to_string(i);
         vantu_common_ap_neighbor neighbour = {};

@@ -3,22 +3,18 @@
 
 #include "vantu-libs2/ipsethelpers.h"
 
-#include "list_owner.hpp"
 #include "support.hpp"
+#include "support/flows.hpp"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <set>
 
-namespace fs = std::filesystem;
 using namespace std::string_literals;
-using support::log_capture;
-using support::stream_of;
-using texts = std::vector<std::string>;
+using namespace support;
 
 namespace
 {
@@ -58,15 +54,9 @@ FILE *__wrap_popen(const char *command, const char *mode)
 namespace
 {
 
-struct flow_list : sclist_t {
-    flow_list() : owner(*this, vantu_flow_list_init) {}
-    vantu::list_owner owner;
-};
+using flow_list = support::list<vantu_flow_list_init>;
 
-struct entry_list : sclist_t {
-    entry_list() : owner(*this, vantu_ipset_entry_list_init) {}
-    vantu::list_owner owner;
-};
+using entry_list = support::list<vantu_ipset_entry_list_init>;
 
 class Ipset : public testing::Test
 {
@@ -80,24 +70,7 @@ protected:
     }
 };
 
-vantu_ip address(const char *text)
-{
-    vantu_ip out = {};
-    if (string_to_vantu_ip(strchr(text, ':') == nullptr ? AF_INET : AF_INET6, text, &out) != 1)
-        abort();
-    return out;
-}
-
-vantu_flow flow_of(const char *src, const char *dst, int proto, int sport, int dport)
-{
-    vantu_flow out = {};
-    out.src = address(src);
-    out.dst = address(dst);
-    out.proto = proto;
-    out.sport = sport;
-    out.dport = dport;
-    return out;
-}
+constexpr auto flow_of = flow_between<vantu_flow, int, int>;
 
 vantu_flow usual_flow(int dport = 443)
 {
@@ -428,29 +401,20 @@ std::string parsed(std::string_view text)
 
 TEST_F(Ipset, StoredListingsGiveWhatTheirPairsSay)
 {
-    int cases = 0;
-    for (const auto &file : fs::directory_iterator(support::fixture_path("ipset_list"))) {
-        if (file.path().extension() != ".txt")
-            continue;
-        cases++;
-        const std::string name = "ipset_list/" + file.path().stem().string();
+    const auto cases = cases_of("ipset_list", {".txt", ".expected", ".log"});
+    EXPECT_GE(cases.size(), 6U);
+    for (const std::string &name : cases) {
         const log_capture log;
-        EXPECT_EQ(parsed(support::fixture(name + ".txt")), support::fixture(name + ".expected")) << name;
-        std::string messages;
-        for (const std::string &line : log.lines)
-            messages += line + "\n";
-        EXPECT_EQ(messages, support::fixture(name + ".log")) << name;
+        const std::string got = parsed(fixture(name + ".txt"));
+        expect_stored(name, got, log.lines);
     }
-    EXPECT_GE(cases, 6);
 }
 
 TEST_F(Ipset, DamagedListingsGiveMembersOfAtMost127Characters)
 {
-    const support::quiet_log quiet;
-    for (const auto &file : fs::directory_iterator(support::fixture_path("ipset_list"))) {
-        if (file.path().extension() != ".txt")
-            continue;
-        const std::string text = support::fixture("ipset_list/" + file.path().filename().string());
+    const quiet_log quiet;
+    for (const std::string &name : cases_of("ipset_list")) {
+        const std::string text = fixture(name + ".txt");
         const auto lines = static_cast<unsigned int>(std::count(text.begin(), text.end(), '\n'));
         const auto check = [&](std::string_view damaged) {
             entry_list list;
@@ -462,8 +426,8 @@ TEST_F(Ipset, DamagedListingsGiveMembersOfAtMost127Characters)
             }
             SCLIST_FOREACH_END(&list);
         };
-        support::every_truncation(text, check);
-        support::every_corruption(text, check);
+        every_truncation(text, check);
+        every_corruption(text, check);
     }
 }
 
@@ -554,7 +518,7 @@ TEST_F(Ipset, ToolThatFailsIsMinusOneAndOnlyOneThatCannotBeRunIsLogged)
 
 TEST_F(Ipset, ToolListsASet)
 {
-    output = support::fixture("ipset_list/one_set.txt");
+    output = fixture("ipset_list/one_set.txt");
     entry_list list;
     EXPECT_EQ(vantu_ipset_cmd_get_members(&list, "vantuvi"), 0);
     EXPECT_EQ(commands, texts{"popen /usr/sbin/ipset list vantuvi"});
@@ -658,7 +622,7 @@ TEST_F(Ipset, BusListsTheTextsOfTheReply)
         commands.clear();
         output = row.reply;
         entry_list list;
-        const support::quiet_log quiet;
+        const quiet_log quiet;
         EXPECT_EQ(vantu_ipset_ubuscmd_get_members(&list, "vantuvi"), row.result) << row.name;
         EXPECT_EQ(all_of(list), row.want) << row.name;
         EXPECT_EQ(commands, texts{"popen ubus -t 2 -S call ipset list_members '{ \"name\": \"vantuvi\" }'"});
@@ -668,7 +632,7 @@ TEST_F(Ipset, BusListsTheTextsOfTheReply)
 TEST_F(Ipset, BusTakesAReplyOfAtMost9999Characters)
 {
     const std::string frame = "{\"members\":[\"\"]}";
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     for (const size_t length : {size_t{9999}, size_t{10000}}) {
         const std::string member(length - frame.size(), 'm');
         output = "{\"members\":[\"" + member + "\"]}";
@@ -682,7 +646,7 @@ TEST_F(Ipset, BusThatCannotBeAskedHasNoMembers)
 {
     opens = false;
     entry_list list;
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     EXPECT_EQ(vantu_ipset_ubuscmd_get_members(&list, "s"), -1);
     EXPECT_EQ(sclist_size(&list), 0U);
 }

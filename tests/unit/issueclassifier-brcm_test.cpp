@@ -6,6 +6,7 @@
 
 #include "brcm-generic/brcm-sample-table.h"
 #include "support.hpp"
+#include "support/issues.hpp"
 #include "vantu-libs2/issues.h"
 #include "vantu-libs2/sclists-functions.h"
 #include "vantu-libs2/vantu-fpingdq.h"
@@ -16,77 +17,15 @@
 #include <cmath>
 #include <cstring>
 #include <deque>
-#include <functional>
 #include <limits>
 
 using namespace std::string_literals;
-using support::log_capture;
-using texts = std::vector<std::string>;
+using namespace support;
 
 namespace
 {
 
-// A figure that a statistics function answers for a series, which is known by its first value.
-struct given_figure {
-    enum { MEAN, DEVIATION, PERCENTILE } what;
-    float series;
-    float fraction; // of a percentile
-    float value;
-};
-std::vector<given_figure> given;
-
-template <typename Real>
-float figure(int what, const float *sequence, float fraction, Real real)
-{
-    for (const given_figure &row : given) {
-        if (row.what == what && row.series == sequence[0] &&
-            (what != given_figure::PERCENTILE || row.fraction == fraction))
-            return row.value;
-    }
-    return real();
-}
-
-} // namespace
-
-// Called instead of the functions of these names, which the linker renames.
-extern "C" {
-float __real_vantum_mean(const float *sequence, int sequence_length);
-float __real_vantum_std(const float *sequence, int sequence_length);
-float __real_vantum_percentile(const float *sequence, int sequence_length, float percentile);
-
-float __wrap_vantum_mean(const float *sequence, int sequence_length)
-{
-    return figure(given_figure::MEAN, sequence, 0, [&] { return __real_vantum_mean(sequence, sequence_length); });
-}
-
-float __wrap_vantum_std(const float *sequence, int sequence_length)
-{
-    return figure(given_figure::DEVIATION, sequence, 0, [&] { return __real_vantum_std(sequence, sequence_length); });
-}
-
-float __wrap_vantum_percentile(const float *sequence, int sequence_length, float percentile)
-{
-    return figure(given_figure::PERCENTILE, sequence, percentile,
-                  [&] { return __real_vantum_percentile(sequence, sequence_length, percentile); });
-}
-}
-
-namespace
-{
-
-constexpr float infinity = std::numeric_limits<float>::infinity();
-constexpr float not_a_number = std::numeric_limits<float>::quiet_NaN();
 const char client[] = "02:00:00:00:00:21";
-
-float below(float number)
-{
-    return std::nextafterf(number, -infinity);
-}
-
-float above(float number)
-{
-    return std::nextafterf(number, infinity);
-}
 
 // The figures of a row that the classifier looks at.
 struct sample {
@@ -165,18 +104,7 @@ protected:
         return names();
     }
 
-    texts names()
-    {
-        const char *const all[] = {"END", "NEIGHBOURS", "HOUSEHOLD", "COVERAGE", "NOISE", "WRONGBAND", "CABLE"};
-        texts out;
-        for (unsigned int i = 0; i < sclist_size(&found); i++) {
-            const auto *issue = static_cast<const vantu_issue *>(sclist_get_at(&found, i));
-            char text[64];
-            (void)snprintf(text, sizeof(text), "%s %g", all[issue->issueid], issue->score);
-            out.emplace_back(text);
-        }
-        return out;
-    }
+    texts names() { return issues_in(found); }
 
     // The issues of samples with these figures only.
     texts issues_of(const std::vector<sample> &samples)
@@ -202,12 +130,6 @@ private:
     std::deque<vantu_brcm_csv_data> rows_;
 };
 
-// The issue alone, or none for a score of 0.
-texts one(const std::string &name, int score)
-{
-    return score == 0 ? texts{} : texts{name + " " + std::to_string(score)};
-}
-
 // From the most severe step down; of NEIGHBOURS and NOISE either of the two figures.
 constexpr float coverage_steps[] = {-82.5F, -80, -77.5F, -75, -72.5F, -70, -67.5F, -65, -62.5F, -60};
 constexpr float congestion_steps[] = {47.5F, 45, 42.5F, 40, 37.5F, 35, 32.5F, 30, 27.5F, 25};
@@ -215,22 +137,6 @@ constexpr float deviation_steps[] = {14, 13, 12, 11, 10, 9, 8, 7, 6, 5};
 constexpr float household_steps[] = {38, 36, 34, 32, 30, 28, 26, 24, 22, 20};
 constexpr float glitch_steps[] = {2000, 1900, 1800, 1700, 1600, 1500, 1400, 1300, 1200, 1100};
 constexpr float badplcp_steps[] = {52.5F, 50, 47.5F, 45, 42.5F, 40, 37.5F, 35, 32.5F, 30};
-
-// Calls `check` with figures around each step and the score that each must give: a step of a rising ladder holds above
-// its threshold only, one of a falling ladder below it only.
-void around_each_step(const float (&steps)[10], bool rising, const std::function<void(float figure, int score)> &check)
-{
-    for (int i = 0; i < 10; i++) {
-        const int holds = 10 - i;
-        const int next = holds - 1;
-        check(below(steps[i]), rising ? next : holds);
-        check(steps[i], next);
-        check(above(steps[i]), rising ? holds : next);
-    }
-    check(rising ? infinity : -infinity, 10);
-    check(rising ? -infinity : infinity, 0);
-    check(not_a_number, 0);
-}
 
 // Each series has a value of its own: signal -11, glitches 12, bad PLCPs 13, sent 21, received 22, free 23, so that
 // congestion is 34. Without figures that are given, these would be issues themselves.

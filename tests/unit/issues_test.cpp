@@ -4,8 +4,8 @@
 
 #include "vantu-libs2/issues.h"
 
-#include "list_owner.hpp"
 #include "support.hpp"
+#include "support/issues.hpp"
 #include "vantu-libs2/sclists-functions.h"
 #include "vantu-libs2/vantu-math.h"
 
@@ -13,66 +13,25 @@
 
 #include <cmath>
 #include <cstring>
-#include <functional>
 #include <json-c/json.h>
 #include <limits>
 #include <type_traits>
 
 using namespace std::string_literals;
-using support::log_capture;
-using texts = std::vector<std::string>;
+using namespace support;
 
 namespace
 {
-
-// A figure that a statistics function answers for a series, which is known by its first value.
-struct given_figure {
-    enum { MEAN, DEVIATION, PERCENTILE } what;
-    float series;
-    float fraction; // of a percentile
-    float value;
-};
-std::vector<given_figure> given;
 
 // The call of vantum_create_float_array, counted from 1, that finds no memory; 0 for none.
 int failing_array = 0;
 int arrays = 0;
 
-template <typename Real>
-float figure(int what, const float *sequence, float fraction, Real real)
-{
-    for (const given_figure &row : given) {
-        if (row.what == what && row.series == sequence[0] &&
-            (what != given_figure::PERCENTILE || row.fraction == fraction))
-            return row.value;
-    }
-    return real();
-}
-
 } // namespace
 
 // Called instead of the functions of these names, which the linker renames.
 extern "C" {
-float __real_vantum_mean(const float *sequence, int sequence_length);
-float __real_vantum_std(const float *sequence, int sequence_length);
-float __real_vantum_percentile(const float *sequence, int sequence_length, float percentile);
 float *__real_vantum_create_float_array(int size);
-
-float __wrap_vantum_mean(const float *sequence, int sequence_length)
-{
-    return figure(given_figure::MEAN, sequence, 0, [&] { return __real_vantum_mean(sequence, sequence_length); });
-}
-
-float __wrap_vantum_std(const float *sequence, int sequence_length)
-{
-    return figure(given_figure::DEVIATION, sequence, 0, [&] { return __real_vantum_std(sequence, sequence_length); });
-}
-
-float __wrap_vantum_percentile(const float *sequence, int sequence_length, float percentile)
-{
-    return figure(given_figure::PERCENTILE, sequence, percentile,
-                  [&] { return __real_vantum_percentile(sequence, sequence_length, percentile); });
-}
 
 float *__wrap_vantum_create_float_array(int size)
 {
@@ -82,25 +41,6 @@ float *__wrap_vantum_create_float_array(int size)
 
 namespace
 {
-
-constexpr float infinity = std::numeric_limits<float>::infinity();
-constexpr float not_a_number = std::numeric_limits<float>::quiet_NaN();
-
-float below(float number)
-{
-    return std::nextafterf(number, -infinity);
-}
-
-float above(float number)
-{
-    return std::nextafterf(number, infinity);
-}
-
-template <size_t N>
-void put(char (&field)[N], const std::string &text)
-{
-    (void)snprintf(field, N, "%s", text.c_str());
-}
 
 // ---- Lists of issues ----
 
@@ -118,26 +58,6 @@ struct issue_list : sclist_t {
         ASSERT_EQ(sclist_append(this, &issue), 1);
     }
 };
-
-// "NEIGHBOURS 9" and so on.
-texts issues_in(sclist_t &list)
-{
-    const char *const names[] = {"END", "NEIGHBOURS", "HOUSEHOLD", "COVERAGE", "NOISE", "WRONGBAND", "CABLE"};
-    texts out;
-    for (unsigned int i = 0; i < sclist_size(&list); i++) {
-        const auto *issue = static_cast<const vantu_issue *>(sclist_get_at(&list, i));
-        char text[64];
-        (void)snprintf(text, sizeof(text), "%s %g", names[issue->issueid], issue->score);
-        out.emplace_back(text);
-    }
-    return out;
-}
-
-// The issue alone, or none for a score of 0.
-texts one(const std::string &name, int score)
-{
-    return score == 0 ? texts{} : texts{name + " " + std::to_string(score)};
-}
 
 // ---- A radio with samples ----
 
@@ -178,7 +98,7 @@ public:
 
     texts issues()
     {
-        const support::quiet_log quiet;
+        const quiet_log quiet;
         const int result = vantu_issues_calculate_for_radio(&record);
         texts out = issues_in(record.issues);
         EXPECT_EQ(result, static_cast<int>(out.size()));
@@ -214,22 +134,6 @@ constexpr float neighbours_deviations[] = {14, 13, 12, 11, 10, 9, 8, 7, 6, 5};
 constexpr float household_steps[] = {60, 45, 40, 35, 30, 25, 20, 15, 10, 5};
 constexpr float coverage_steps[] = {-82.5F, -80, -77.5F, -75, -72.5F, -70, -67.5F, -65, -62.5F, -60};
 constexpr float noise_steps[] = {-82, -83, -84, -85, -86, -87, -88, -89, -90, -91};
-
-// Calls `check` with figures around each step and the score that each must give: a step of a rising ladder holds above
-// its threshold only, one of a falling ladder below it only.
-void around_each_step(const float (&steps)[10], bool rising, const std::function<void(float figure, int score)> &check)
-{
-    for (int i = 0; i < 10; i++) {
-        const int holds = 10 - i;
-        const int next = holds - 1;
-        check(below(steps[i]), rising ? next : holds);
-        check(steps[i], next);
-        check(above(steps[i]), rising ? holds : next);
-    }
-    check(rising ? infinity : -infinity, 10);
-    check(rising ? -infinity : infinity, 0);
-    check(not_a_number, 0);
-}
 
 // Each series of this radio has a value of its own: others 1, own 300 (100 received and 200 sent), in use 7, idle 93.
 void add_marked_samples(radio &of)
@@ -503,7 +407,7 @@ TEST_F(RadioIssues, WithoutMemoryAreThoseOfBefore)
     for (int call = 1; call <= needed; call++) {
         arrays = 0;
         failing_array = call;
-        const support::quiet_log quiet;
+        const quiet_log quiet;
         EXPECT_EQ(vantu_issues_calculate_for_radio(&of.record), 0) << call;
         EXPECT_EQ(issues_in(of.record.issues).size(), 2U) << call;
         EXPECT_EQ(of.record.issue_stats.samples, 10) << call;
@@ -545,7 +449,7 @@ struct history : vantu_ringbuffer {
     // The issues of the station alone.
     texts issues()
     {
-        const support::quiet_log quiet;
+        const quiet_log quiet;
         issue_list none;
         issue_list found;
         const int result = vantu_issues_calculate_for_device(this, &none, &found, nullptr, nullptr);
@@ -707,7 +611,7 @@ TEST_F(StationIssues, OfAGoodLinkAreItsRadiosTwo)
     of_radio.add(NEIGHBOURS, 9);
     of_radio.add(HOUSEHOLD, 1);
     issue_list found;
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     EXPECT_EQ(vantu_issues_calculate_for_device(&of, &of_radio, &found, nullptr, nullptr), 2);
     EXPECT_EQ(issues_in(found), (texts{"NEIGHBOURS 9", "HOUSEHOLD 1"}));
 }
@@ -730,10 +634,7 @@ TEST_F(StationIssues, WithoutMemoryAreNone)
 std::string reported(issue_list &issues)
 {
     const log_capture log;
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(issues_to_json(&issues), 0);
-    (void)fflush(stdout);
-    std::string out = testing::internal::GetCapturedStdout();
+    std::string out = standard_output_of([&] { EXPECT_EQ(issues_to_json(&issues), 0); });
     EXPECT_EQ(log.lines, texts{});
     EXPECT_EQ(issues.iter_active, 0);
     return out;

@@ -4,17 +4,18 @@
 #include "vantu-ll-api/log.h"
 #include "vantu-ll-api/logging.h"
 
+#include "support.hpp"
+
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <functional>
 #include <gtest/gtest.h>
-#include <memory>
 #include <string>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
+
+using namespace support;
 
 namespace
 {
@@ -23,29 +24,6 @@ static_assert(LOG_C_TRACE == 0 && LOG_C_DEBUG == 1 && LOG_C_INFO == 2);
 static_assert(LOG_C_WARN == 3 && LOG_C_ERROR == 4 && LOG_C_FATAL == 5);
 static_assert(LOG_USE_COLOR == 1);
 static_assert(MAX_CALLBACKS == 32);
-
-using texts = std::vector<std::string>;
-
-// Runs a case in a child process and fails when an expectation in it failed or it did not end by itself. The
-// child ends with exit, not _exit, so that the leak check runs there too.
-void in_fresh_process(const std::function<void()> &run)
-{
-    (void)fflush(nullptr);
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        run();
-        (void)fflush(nullptr);
-        exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "wait status " << status;
-}
-
-struct closer {
-    void operator()(FILE *stream) const { (void)fclose(stream); }
-};
 
 // A file without a name. What is not flushed is not seen by its text().
 class scratch_file
@@ -63,7 +41,7 @@ public:
     }
 
 private:
-    std::unique_ptr<FILE, closer> stream_{tmpfile()};
+    support::stream stream_{tmpfile()};
 };
 
 // Standard error goes to a file while this lives.

@@ -5,6 +5,8 @@
 
 #include "vantu-ll-api/logging.h"
 
+#include "support.hpp"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -12,12 +14,10 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <optional>
 #include <random>
 #include <sched.h>
@@ -38,7 +38,7 @@
 
 namespace fs = std::filesystem;
 using namespace std::string_literals;
-using texts = std::vector<std::string>;
+using namespace support;
 
 namespace
 {
@@ -64,18 +64,12 @@ ssize_t write_instead(int fd, const void *text, size_t length)
     return written;
 }
 
-template <typename F>
-F real(const char *name)
-{
-    return reinterpret_cast<F>(dlsym(RTLD_NEXT, name));
-}
-
 } // namespace
 
 // These four stand before the C library's.
 extern "C" int fstat(int fd, struct stat *info) noexcept
 {
-    static const auto next = real<int (*)(int, struct stat *)>("fstat");
+    static const auto next = real<int(int, struct stat *)>("fstat");
     if (faults.fstat == 0)
         return next(fd, info);
     errno = faults.fstat;
@@ -84,7 +78,7 @@ extern "C" int fstat(int fd, struct stat *info) noexcept
 
 extern "C" int rename(const char *from, const char *to) noexcept
 {
-    static const auto next = real<int (*)(const char *, const char *)>("rename");
+    static const auto next = real<int(const char *, const char *)>("rename");
     if (faults.rename == 0)
         return next(from, to);
     errno = faults.rename;
@@ -93,13 +87,13 @@ extern "C" int rename(const char *from, const char *to) noexcept
 
 extern "C" ssize_t write(int fd, const void *text, size_t length)
 {
-    static const auto next = real<ssize_t (*)(int, const void *, size_t)>("write");
+    static const auto next = real<ssize_t(int, const void *, size_t)>("write");
     return faults.write ? write_instead(fd, text, length) : next(fd, text, length);
 }
 
 extern "C" ssize_t writev(int fd, const iovec *parts, int count)
 {
-    static const auto next = real<ssize_t (*)(int, const iovec *, int)>("writev");
+    static const auto next = real<ssize_t(int, const iovec *, int)>("writev");
     if (!faults.write)
         return next(fd, parts, count);
     std::string text;
@@ -185,11 +179,6 @@ std::optional<std::string> text_of(const std::string &path)
     return text;
 }
 
-void put(const std::string &path, const std::string &text)
-{
-    std::ofstream(path, std::ios::binary) << text;
-}
-
 std::string numbered(const std::string &path, int n)
 {
     return n == 0 ? path : path + "." + std::to_string(n);
@@ -200,30 +189,6 @@ mode_t permissions(const std::string &path)
     struct stat info = {};
     return lstat(path.c_str(), &info) == 0 ? info.st_mode & 07777U : 0;
 }
-
-size_t open_files()
-{
-    return static_cast<size_t>(std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()));
-}
-
-// A directory of its own for each test, wherever the test's /tmp is.
-class temp_dir
-{
-public:
-    temp_dir()
-    {
-        if (mkdtemp(path_) == nullptr)
-            abort();
-    }
-    ~temp_dir() { fs::remove_all(path_); }
-    temp_dir(const temp_dir &) = delete;
-    temp_dir &operator=(const temp_dir &) = delete;
-
-    std::string operator/(const std::string &name) const { return std::string(path_) + "/" + name; }
-
-private:
-    char path_[32] = "/tmp/loghelper-test-XXXXXX";
-};
 
 bool write_map(const char *path, const std::string &map)
 {
@@ -246,23 +211,16 @@ bool enter_mount_namespace()
 
 // Runs a case in a child process, whose /tmp and /dev are empty and its own. It fails when an expectation in it failed
 // or it did not end by itself, and is skipped where namespaces are not allowed. In CI they are, and a skip would
-// hide for months that nothing is tested. The child ends with exit so that the leak check runs there too.
+// hide for months that nothing is tested.
 void in_own_places(const std::function<void()> &run)
 {
     constexpr int not_allowed = 77;
-    (void)fflush(nullptr);
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
+    const int status = wait_status_of([&] {
         if (!enter_mount_namespace())
             _exit(not_allowed);
         (void)alarm(300); // whatever would wait for ever
         run();
-        (void)fflush(nullptr);
-        exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
+    });
     if (WIFEXITED(status) && WEXITSTATUS(status) == not_allowed) {
         const char *ci = getenv("CI");
         ASSERT_NE(ci == nullptr ? "" : ci, "true"s) << "namespaces are not allowed here, and CI must not skip";
@@ -447,7 +405,7 @@ TEST(FileloggerWriteLine, DescriptorIsNotPassedOnAfterARotationEither)
 TEST(FileloggerWriteLine, AppendsToAFileThatIsThereAndCountsWhatItHolds)
 {
     const temp_dir dir;
-    put(dir / "log.txt", std::string(90, 'o') + "\n");
+    write_file(dir / "log.txt", std::string(90, 'o') + "\n");
     log_file log(dir / "log.txt", 3, 100);
     log.write_untold("1");
     EXPECT_EQ(text_of(log.path()), std::string(90, 'o') + "\n1\n");
@@ -483,7 +441,7 @@ TEST(FileloggerWriteLine, RotatesWhenTheSizeAfterTheWritePlusTheLineReachesTheLi
     for (const limit_case &row : cases) {
         const temp_dir dir;
         log_file log(dir / "log.txt", 3, row.limit);
-        put(log.path(), "0123456789\n");
+        write_file(log.path(), "0123456789\n");
         log.write_untold("012345678");
         const std::string both = "0123456789\n012345678\n";
         EXPECT_EQ(text_of(log.path()), row.rotated ? "" : both) << row.name;
@@ -555,7 +513,7 @@ TEST(FileloggerWriteLine, RemovesFilesOfHigherNumbersUpToTheFirstGap)
     const temp_dir dir;
     log_file log(dir / "log.txt", 3, 0);
     for (const int n : {1, 2, 3, 4, 5, 6, 8})
-        put(numbered(log.path(), n), "old " + std::to_string(n));
+        write_file(numbered(log.path(), n), "old " + std::to_string(n));
     log.write_untold("line");
     EXPECT_EQ(text_of(log.path() + ".1"), "line\n");
     EXPECT_EQ(text_of(log.path() + ".2"), "old 1");
@@ -599,8 +557,8 @@ TEST(FileloggerWriteLine, GrowsOnWhenFilesCannotBeRenamedAndLosesNothing)
 {
     const temp_dir dir;
     log_file log(dir / "log.txt", 3, 40);
-    put(log.path() + ".1", "old 1\n");
-    put(log.path() + ".3", "old 3\n");
+    write_file(log.path() + ".1", "old 1\n");
+    write_file(log.path() + ".3", "old 3\n");
     std::string all;
     faults.rename = EACCES;
     for (int i = 0; i < 100; i++) {
@@ -639,7 +597,7 @@ struct open_case {
 
 const open_case open_cases[] = {
     {"no directory", [](const temp_dir &) {}, "missing/log.txt", ENOENT},
-    {"a file for a directory", [](const temp_dir &dir) { put(dir / "file", ""); }, "file/log.txt", ENOTDIR},
+    {"a file for a directory", [](const temp_dir &dir) { write_file(dir / "file", ""); }, "file/log.txt", ENOTDIR},
     {"a directory", [](const temp_dir &dir) { fs::create_directory(dir / "log.txt"); }, "log.txt", EISDIR},
     {"a link to a file", [](const temp_dir &dir) { fs::create_symlink("victim", dir / "log.txt"); }, "log.txt", ELOOP},
     {"a link to nothing", [](const temp_dir &dir) { fs::create_symlink("nothing", dir / "log.txt"); }, "log.txt",
@@ -659,17 +617,17 @@ TEST(FileloggerWriteLine, FileThatCannotBeOpenedIsReportedAndTriedAgainAtTheNext
     for (const open_case &row : open_cases) {
         const temp_dir dir;
         (void)alarm(60); // whatever would wait for a reader
-        put(dir / "victim", "kept");
+        write_file(dir / "victim", "kept");
         row.prepare(dir);
         log_file log(dir / row.path, 3, 10);
-        const size_t before = open_files();
+        const size_t before = open_descriptors();
         for (int i = 0; i < 3; i++) {
             EXPECT_EQ(standard_error_of([&log] { log.write_untold("some line"); }),
                       failed("log_to_file/open", row.error))
                 << row.name;
             EXPECT_EQ(log.fd, -1) << row.name;
         }
-        EXPECT_EQ(open_files(), before) << row.name;
+        EXPECT_EQ(open_descriptors(), before) << row.name;
         EXPECT_EQ(text_of(dir / "victim"), "kept") << row.name;
         EXPECT_FALSE(fs::exists(dir / "nothing")) << row.name;
         EXPECT_FALSE(fs::exists(fs::symlink_status(log.path() + ".1"))) << row.name << ": nothing is rotated";
@@ -687,7 +645,7 @@ TEST(FileloggerWriteLine, FileThatCannotBeOpenedIsReportedAndTriedAgainAtTheNext
 TEST(FileloggerWriteLine, LinkThatTakesTheOpenFilesPlaceIsNotFollowed)
 {
     const temp_dir dir;
-    put(dir / "victim", "kept");
+    write_file(dir / "victim", "kept");
     log_file log(dir / "log.txt", 3, 1000);
     log.write_untold("first");
     fs::rename(log.path(), dir / "moved");
@@ -703,7 +661,7 @@ TEST(FileloggerWriteLine, LinkThatTakesTheOpenFilesPlaceIsNotFollowed)
 TEST(FileloggerWriteLine, LinksInTheOldFilesPlacesAreMovedAndReplacedButNotFollowed)
 {
     const temp_dir dir;
-    put(dir / "victim", "kept");
+    write_file(dir / "victim", "kept");
     log_file log(dir / "log.txt", 3, 0);
     for (int n = 1; n <= 5; n++)
         fs::create_symlink("victim", numbered(log.path(), n));
@@ -719,13 +677,13 @@ TEST(FileloggerWriteLine, FileThatIsDeletedFromOutsideIsBegunAnewWithTheNextLine
     const temp_dir dir;
     log_file log(dir / "log.txt", 3, 100);
     log.write_untold("first");
-    const size_t before = open_files();
+    const size_t before = open_descriptors();
     for (int i = 0; i < 100; i++) {
         fs::remove(log.path());
         EXPECT_EQ(standard_error_of([&log] { log.write_untold("next"); }), "");
         EXPECT_EQ(text_of(log.path()), "next\n");
     }
-    EXPECT_EQ(open_files(), before) << "descriptors of deleted files are closed";
+    EXPECT_EQ(open_descriptors(), before) << "descriptors of deleted files are closed";
     EXPECT_FALSE(fs::exists(log.path() + ".1")) << "a deleted file's size does not count";
 }
 
@@ -739,7 +697,7 @@ TEST(FileloggerWriteLine, FileThatIsMovedAwayKeepsItsLinesAndTheNextOnesGoToANew
     EXPECT_EQ(text_of(dir / "moved"), "first\n");
     EXPECT_EQ(text_of(log.path()), "second\n");
 
-    put(dir / "other", "third\n");
+    write_file(dir / "other", "third\n");
     fs::rename(dir / "other", log.path());
     log.write_untold("fourth");
     EXPECT_EQ(text_of(log.path()), "third\nfourth\n");
@@ -1051,7 +1009,7 @@ TEST(RotateLog, MovesEveryFileOneNumberUpAndReturnsZero)
     const temp_dir dir;
     const std::string path = dir / "log.txt";
     for (int n = 0; n <= 5; n++)
-        put(numbered(path, n), std::to_string(n));
+        write_file(numbered(path, n), std::to_string(n));
     EXPECT_EQ(_rotate_log(path.c_str(), 3), 0);
     EXPECT_FALSE(fs::exists(path));
     EXPECT_EQ(text_of(path + ".1"), "0");
@@ -1066,7 +1024,7 @@ TEST(RotateLog, OfNoKeptFilesMovesTheCurrentOneOnly)
     const temp_dir dir;
     const std::string path = dir / "log.txt";
     for (int n = 0; n <= 2; n++)
-        put(numbered(path, n), std::to_string(n));
+        write_file(numbered(path, n), std::to_string(n));
     EXPECT_EQ(_rotate_log(path.c_str(), 0), 0);
     EXPECT_FALSE(fs::exists(path));
     EXPECT_EQ(text_of(path + ".1"), "0");
@@ -1077,8 +1035,8 @@ TEST(RotateLog, MovesAGapAlong)
 {
     const temp_dir dir;
     const std::string path = dir / "log.txt";
-    put(path, "0");
-    put(path + ".2", "2");
+    write_file(path, "0");
+    write_file(path + ".2", "2");
     EXPECT_EQ(_rotate_log(path.c_str(), 3), 0);
     EXPECT_EQ(text_of(path + ".1"), "0");
     EXPECT_FALSE(fs::exists(path + ".2"));
@@ -1089,7 +1047,7 @@ TEST(RotateLog, MovesAGapAlong)
 TEST(RotateLog, ReturnsZeroSilentlyWhenThereIsNothingToMoveOrItCannotBeMoved)
 {
     const temp_dir dir;
-    put(dir / "file", "kept");
+    write_file(dir / "file", "kept");
     const std::string messages = standard_error_of([&dir] {
         for (const std::string &path : {dir / "none", dir / "missing/none", dir / "file/none"})
             EXPECT_EQ(_rotate_log(path.c_str(), 3), 0) << path;
@@ -1106,8 +1064,8 @@ TEST(RemoveRotatedFile, ReturnsOneWhenItRemovedTheFileOfThatNumber)
     const temp_dir dir;
     const std::string path = dir / "log.txt";
     for (const int n : {0, 1, 10, 11})
-        put(numbered(path, n), "");
-    put(path + ".-1", "");
+        write_file(numbered(path, n), "");
+    write_file(path + ".-1", "");
     EXPECT_EQ(remove_rotated_file(path.c_str(), 1), 1);
     EXPECT_FALSE(fs::exists(path + ".1"));
     EXPECT_TRUE(fs::exists(path + ".10"));
@@ -1134,7 +1092,7 @@ TEST(RemoveRotatedFile, ReturnsZeroSilentlyForWhatItCannotRemove)
 TEST(RemoveRotatedFile, RemovesALinkAndNotWhatItPointsTo)
 {
     const temp_dir dir;
-    put(dir / "victim", "kept");
+    write_file(dir / "victim", "kept");
     fs::create_symlink("victim", dir / "log.1");
     EXPECT_EQ(remove_rotated_file((dir / "log").c_str(), 1), 1);
     EXPECT_FALSE(fs::exists(fs::symlink_status(dir / "log.1")));
@@ -1149,8 +1107,8 @@ TEST(RemoveRotatedFile, OfALongPathRemovesNoOtherFile)
         fs::create_directories(path);
         path += "/" + std::string(length - path.size() - 1, 'f');
         for (const int n : {0, 1, 12})
-            put(numbered(path, n), "kept");
-        put(path + ".", "kept");
+            write_file(numbered(path, n), "kept");
+        write_file(path + ".", "kept");
         EXPECT_EQ(remove_rotated_file(path.c_str(), 123), 0) << length;
         EXPECT_EQ(remove_rotated_file(path.c_str(), 12), 1) << length;
         EXPECT_FALSE(fs::exists(path + ".12")) << length;
@@ -1289,7 +1247,7 @@ TEST(FileSink, MessageThatCannotBeFormattedLeavesALineOfItsOwn)
 TEST(FileSink, WritesNothingAndTriesAgainWhileSomethingElseStandsInTheDirectorysPlace)
 {
     in_own_places([] {
-        put("/tmp/vantu", "kept");
+        write_file("/tmp/vantu", "kept");
         for (int i = 0; i < 3; i++)
             EXPECT_EQ(standard_error_of([] { event(filelogger_helper_callback, "early", LOG_C_INFO, "lost"); }),
                       "error: /tmp/vantu exists, but is not a directory\n");
@@ -1330,7 +1288,7 @@ TEST(FileSink, WritesNothingAndTriesAgainSilentlyWhileThereIsNoTmp)
         ASSERT_EQ(chdir("/"), 0);
         for (int i = 0; i < 2; i++)
             EXPECT_EQ(standard_error_of([] { event(filelogger_helper_callback, "program", LOG_C_INFO, "lost"); }), "");
-        put("/tmp", "kept");
+        write_file("/tmp", "kept");
         EXPECT_EQ(standard_error_of([] { event(filelogger_helper_callback, "program", LOG_C_INFO, "lost"); }), "");
         EXPECT_EQ(text_of("/tmp"), "kept");
         fs::remove("/tmp");
@@ -1350,7 +1308,7 @@ TEST(FileSink, DirectoryThatVanishesLaterIsReportedUntilItIsBack)
         for (int i = 0; i < 2; i++)
             EXPECT_EQ(standard_error_of([] { event(filelogger_helper_callback, "program", LOG_C_INFO, "lost"); }),
                       failed("log_to_file/open", ENOENT));
-        put("/tmp/vantu", "a file");
+        write_file("/tmp/vantu", "a file");
         EXPECT_EQ(standard_error_of([] { event(filelogger_helper_callback, "program", LOG_C_INFO, "lost"); }),
                   failed("log_to_file/open", ENOTDIR));
         fs::remove("/tmp/vantu");
@@ -1364,7 +1322,7 @@ TEST(FileSink, LinkThatWasPlantedForTheFileIsNotFollowed)
 {
     in_own_places([] {
         fs::create_directory("/tmp/vantu");
-        put("/tmp/victim", "kept");
+        write_file("/tmp/victim", "kept");
         fs::create_symlink("/tmp/victim", program_file);
         EXPECT_EQ(standard_error_of([] { event(filelogger_helper_callback, "program", LOG_C_INFO, "lost"); }),
                   failed("log_to_file/open", ELOOP));
@@ -1734,7 +1692,7 @@ TEST(ErrorDumper, FirstErrorWrites255LinesThatAreEmptyButTheLast)
     for (const int level : {LOG_C_ERROR, LOG_C_FATAL}) {
         with_dump_directory([level] {
             const mode_t mask = umask(0);
-            const size_t before = open_files();
+            const size_t before = open_descriptors();
             dumped(level, "message");
             (void)umask(mask);
             const std::string line = line_of(level == LOG_C_ERROR ? "ERROR" : "FATAL", "message");
@@ -1743,7 +1701,7 @@ TEST(ErrorDumper, FirstErrorWrites255LinesThatAreEmptyButTheLast)
                 want += "\0\n"s;
             EXPECT_EQ(difference(want + line + "\0\n"s, text_of(dump_file)), "");
             EXPECT_EQ(permissions(dump_file), 0600U);
-            EXPECT_EQ(open_files(), before) << "the file is closed after the dump";
+            EXPECT_EQ(open_descriptors(), before) << "the file is closed after the dump";
         });
     }
 }
@@ -1802,7 +1760,7 @@ TEST(ErrorDumper, ShorterDumpLeavesNothingOfALongerOneBehind)
 TEST(ErrorDumper, ReplacesAFileThatIsThereAndComesBackWhenItIsDeleted)
 {
     with_dump_directory([] {
-        put(dump_file, std::string(100000, 'x'));
+        write_file(dump_file, std::string(100000, 'x'));
         dumped(LOG_C_ERROR, "first");
         EXPECT_EQ(difference(dump_of({line_of("ERROR", "first")}), text_of(dump_file)), "");
         fs::remove(dump_file);
@@ -1873,7 +1831,7 @@ TEST(ErrorDumper, ErrorThatCannotBeDumpedIsReportedAndNotRemembered)
     };
     const dump_case cases[] = {
         {"no directory", [] {}, ENOENT},
-        {"a file for the directory", [] { put("/tmp/log", ""); }, ENOTDIR},
+        {"a file for the directory", [] { write_file("/tmp/log", ""); }, ENOTDIR},
         {"a directory", [] { fs::create_directories(dump_file); }, EISDIR},
         {"a planted link",
          [] {
@@ -1896,7 +1854,7 @@ TEST(ErrorDumper, ErrorThatCannotBeDumpedIsReportedAndNotRemembered)
     };
     for (const dump_case &row : cases) {
         in_own_places([&row] {
-            put("/tmp/victim", "kept");
+            write_file("/tmp/victim", "kept");
             row.prepare();
             dumped(LOG_C_INFO, "before");
             for (const int level : {LOG_C_ERROR, LOG_C_FATAL})

@@ -14,7 +14,6 @@
 #include <linux/netfilter/nfnetlink.h>
 #include <linux/netfilter/nfnetlink_conntrack.h>
 #include <linux/netlink.h>
-#include <sys/resource.h>
 
 namespace
 {
@@ -216,8 +215,7 @@ int read_without_descriptors(const char *wanted_line)
     const vantu_ll_conntrack_flow old = {};
     (void)sclist_append(&flows, &old);
 
-    const rlimit none = {0, 0};
-    (void)setrlimit(RLIMIT_NOFILE, &none);
+    support::forbid_new_descriptors();
     support::log_capture log;
     const int result = nfconntrack_get_conntrack(&flows, nullptr, 10);
     const bool as_wanted =

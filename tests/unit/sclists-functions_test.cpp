@@ -2,6 +2,8 @@
 
 #include "vantu-libs2/sclists-functions.h"
 
+#include "support.hpp"
+
 #include "vantu-libs2/vantu-wifi-common.h"
 
 #include <gtest/gtest.h>
@@ -12,6 +14,8 @@
 #include <functional>
 #include <string>
 #include <vector>
+
+using namespace support;
 
 // How often a block that a test watches has been freed.
 namespace
@@ -32,12 +36,6 @@ void __wrap_free(void *block)
 
 namespace
 {
-
-template <size_t N>
-void put(char (&field)[N], const std::string &text)
-{
-    (void)snprintf(field, N, "%s", text.c_str());
-}
 
 // A kind of record with what the tests need to know of its list.
 struct kind {

@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 namespace fs = std::filesystem;
+using namespace support;
 
 // How often the module has looked at a path.
 namespace
@@ -33,26 +34,6 @@ int __wrap_stat(const char *path, struct stat *info)
 namespace
 {
 
-// A directory of its own for each test.
-class temp_dir
-{
-public:
-    temp_dir()
-    {
-        if (mkdtemp(path_) == nullptr)
-            abort();
-    }
-    ~temp_dir() { fs::remove_all(path_); }
-    temp_dir(const temp_dir &) = delete;
-    temp_dir &operator=(const temp_dir &) = delete;
-
-    std::string operator/(const std::string &name) const { return std::string(path_) + "/" + name; }
-    std::string path() const { return path_; }
-
-private:
-    char path_[32] = "/tmp/storage-test-XXXXXX";
-};
-
 struct outcome {
     std::string path;
     std::string messages; // on standard error
@@ -61,9 +42,8 @@ struct outcome {
 outcome find_or_create(const std::string &base)
 {
     char path[64] = "";
-    testing::internal::CaptureStderr();
-    find_or_create_tmp_path(base.c_str(), path, sizeof(path));
-    return {path, testing::internal::GetCapturedStderr()};
+    const std::string messages = standard_error_of([&] { find_or_create_tmp_path(base.c_str(), path, sizeof(path)); });
+    return {path, messages};
 }
 
 TEST(FindOrCreateTmpPath, CreatesTheDirectoryWithAMessage)
@@ -95,7 +75,7 @@ TEST(FindOrCreateTmpPath, FindsAnExistingDirectorySilently)
 {
     const temp_dir base;
     fs::create_directory(base / "vantu");
-    std::ofstream(base / "vantu/file") << "kept";
+    write_file(base / "vantu/file", "kept");
     const outcome got = find_or_create(base.path());
     EXPECT_EQ(got.path, base / "vantu");
     EXPECT_EQ(got.messages, "");
@@ -115,7 +95,7 @@ TEST(FindOrCreateTmpPath, RefusesALinkToADirectorySinceAnyoneMayHavePlantedIt)
 TEST(FindOrCreateTmpPath, LeavesThePathEmptyWhenSomethingElseStandsThere)
 {
     const temp_dir base;
-    std::ofstream(base / "vantu") << "kept";
+    write_file(base / "vantu", "kept");
     const outcome got = find_or_create(base.path());
     EXPECT_EQ(got.path, "");
     EXPECT_EQ(got.messages, "error: " + (base / "vantu") + " exists, but is not a directory\n");
@@ -125,7 +105,7 @@ TEST(FindOrCreateTmpPath, LeavesThePathEmptyWhenSomethingElseStandsThere)
 TEST(FindOrCreateTmpPath, LeavesThePathEmptySilentlyWithoutBaseDirectory)
 {
     const temp_dir base;
-    std::ofstream(base / "file") << "kept";
+    write_file(base / "file", "kept");
     for (const std::string &path : {base / "missing", base / "file", std::string()}) {
         const outcome got = find_or_create(path);
         EXPECT_EQ(got.path, "") << path;

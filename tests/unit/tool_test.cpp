@@ -11,113 +11,40 @@
 #include <climits>
 #include <csignal>
 #include <cstring>
-#include <dlfcn.h>
 #include <filesystem>
 #include <set>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
 using namespace std::string_literals;
-using support::log_capture;
-using texts = std::vector<std::string>;
+using namespace support;
 
 namespace
 {
 
-int pclose_error = 0; // what pclose fails with
-texts started;        // the command lines that popen was given
+texts started; // the command lines that popen was given
 
 } // namespace
 
 // These two stand before the C library's.
 extern "C" FILE *popen(const char *command, const char *mode)
 {
-    static const auto real = reinterpret_cast<FILE *(*)(const char *, const char *)>(dlsym(RTLD_NEXT, "popen"));
     started.push_back(command);
-    return real(command, mode);
+    return real<FILE *(const char *, const char *)>("popen")(command, mode);
 }
 
 extern "C" int pclose(FILE *pipe)
 {
-    static const auto real = reinterpret_cast<int (*)(FILE *)>(dlsym(RTLD_NEXT, "pclose"));
-    const int status = real(pipe);
-    if (pclose_error == 0)
-        return status;
-    errno = pclose_error;
-    return -1;
+    return pclose_answer(real<int(FILE *)>("pclose")(pipe));
 }
 
 namespace
 {
 
-// Characters that do not print, as \xNN.
-std::string printable(const std::string &text)
-{
-    std::string out;
-    for (const char c : text) {
-        char code[8];
-        (void)snprintf(code, sizeof(code), "\\x%02x", static_cast<unsigned char>(c));
-        out += c < ' ' || c > '~' ? code : std::string(1, c);
-    }
-    return out;
-}
-
-// A directory of its own for each test.
-class temp_dir
-{
-public:
-    temp_dir()
-    {
-        if (mkdtemp(path_) == nullptr)
-            abort();
-    }
-    ~temp_dir() { fs::remove_all(path_); }
-    temp_dir(const temp_dir &) = delete;
-    temp_dir &operator=(const temp_dir &) = delete;
-
-    std::string operator/(const std::string &name) const { return std::string(path_) + "/" + name; }
-
-private:
-    char path_[32] = "/tmp/tool-test-XXXXXX";
-};
-
-// The exit status of a child process that ends with the result of `run`, or minus the signal that killed it.
-int in_child(const std::function<int()> &run)
-{
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(run());
-    int status = 0;
-    (void)waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
-bool no_child_is_left()
-{
-    return waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD;
-}
-
-size_t open_descriptors()
-{
-    const fs::directory_iterator all("/proc/self/fd");
-    return static_cast<size_t>(std::distance(begin(all), end(all)));
-}
-
 // A text of which the compiler cannot tell that it will be cut.
 const char *hidden(const char *text)
 {
     const char *volatile out = text;
-    return out;
-}
-
-// The whole of what a stream yields.
-std::string content(FILE *stream)
-{
-    std::string out;
-    for (int c = fgetc(stream); c != EOF; c = fgetc(stream))
-        out += static_cast<char>(c);
     return out;
 }
 
@@ -359,7 +286,7 @@ TEST(Injection, TheTableHoldsWhatAShellWouldRun)
         const std::string line = "exec 2>/dev/null; true -i " + armed(each.text, marker);
         FILE *stream = ::popen(line.c_str(), "r");
         ASSERT_NE(stream, nullptr);
-        (void)content(stream);
+        (void)rest_of(stream);
         (void)::pclose(stream);
         EXPECT_TRUE(was_run(marker)) << printable(each.text);
     }
@@ -371,11 +298,11 @@ TEST(Injection, BetweenQuotesEachTextIsRefusedOrPassedOnAsItStands)
     const std::string marker = dir / "ran";
     for (const injection &each : injections) {
         const std::string text = armed(each.text, marker);
-        const support::quiet_log quiet;
+        const quiet_log quiet;
         std::string passed;
         const vantu::command_line<512> command("printf %%s '%s'", vantu::quoted{text.c_str()});
         const int result = vantu::run_tool(command, reader_of("sample.txt"), [&](FILE *stream) {
-            passed = content(stream);
+            passed = rest_of(stream);
             return 0;
         });
         const bool refused = text.find_first_of("'\n\r\t\x1b\x7f") != std::string::npos;
@@ -471,7 +398,7 @@ TEST(RunTool, GivesTheToolsOutputToTheParserAndReturnsItsResult)
             const vantu::command_line<64> command("echo %s; echo b", "a");
             EXPECT_EQ(vantu::run_tool(command, reader_of(sample),
                                       [&](FILE *stream) {
-                                          output = content(stream);
+                                          output = rest_of(stream);
                                           return result;
                                       }),
                       result);
@@ -490,7 +417,7 @@ TEST(RunTool, WhatIsRunIsTheCutLine)
     std::string output;
     EXPECT_EQ(vantu::run_tool(command, reader_of(nullptr),
                               [&](FILE *stream) {
-                                  output = content(stream);
+                                  output = rest_of(stream);
                                   return 0;
                               }),
               0);
@@ -513,7 +440,7 @@ TEST(RunTool, ACommandThatTheShellCannotStartIsAnEmptyOutput)
         std::string output = "x";
         EXPECT_EQ(vantu::run_tool(command, reader_of(sample),
                                   [&](FILE *stream) {
-                                      output = content(stream);
+                                      output = rest_of(stream);
                                       return -1;
                                   }),
                   -1);
@@ -559,8 +486,7 @@ TEST(RunTool, AToolThatCannotBeStartedIsReportedAndGivesTheResultWithoutStream)
         for (const char *sample : samples) {
             EXPECT_EQ(in_child([&] {
                           log_capture log;
-                          const rlimit none = {0, 0};
-                          (void)setrlimit(RLIMIT_NOFILE, &none);
+                          forbid_new_descriptors();
                           bool parsed = false;
                           const vantu::command_line<64> command("true %s", "a");
                           const int result = vantu::run_tool(command, reader_of(sample, row.report), [&](FILE *) {
@@ -645,33 +571,11 @@ TEST(CloseTool, FormatCharactersOfTheCommandAreNoFormat)
 
 // ---- Where messages come from ----
 
-// The places that log while it lives.
-class log_places
-{
-public:
-    log_places()
-    {
-        static const bool registered = log_add_callback(receive, nullptr, LOG_C_TRACE) == 0;
-        if (!registered)
-            abort();
-        seen().clear();
-    }
-    static std::set<std::pair<std::string, int>> &seen()
-    {
-        static std::set<std::pair<std::string, int>> all;
-        return all;
-    }
-
-private:
-    static void receive(log_Event *ev) { seen().insert({ev->file, ev->line}); }
-};
-
 using places = std::set<std::pair<std::string, int>>;
 
 TEST(LogPlace, IsTheReadersWithoutItsDirectories)
 {
-    const support::quiet_log quiet;
-    const log_places log;
+    const log_capture log;
     const vantu::command unsafe = {"true", false};
     const vantu::reader deep = {"sample.txt", 1, nullptr, {"some/where/reader.cpp", 77}};
     (void)vantu::open_tool(unsafe, deep);
@@ -681,17 +585,16 @@ TEST(LogPlace, IsTheReadersWithoutItsDirectories)
     pclose_error = EINTR;
     (void)vantu::close_tool(stream, "true", 0, {"/abs/third.cpp", 79});
     pclose_error = 0;
-    EXPECT_EQ(log_places::seen(), (places{{"reader.cpp", 77}, {"other.cpp", 78}, {"third.cpp", 79}}));
+    EXPECT_EQ(log.places, (places{{"reader.cpp", 77}, {"other.cpp", 78}, {"third.cpp", 79}}));
 }
 
 TEST(LogPlace, IsWhereTheReaderIsWrittenWhenItNamesNone)
 {
-    const support::quiet_log quiet;
-    const log_places log;
+    const log_capture log;
     const vantu::command unsafe = {"true", false};
     const int line = __LINE__ + 1;
     (void)vantu::run_tool(unsafe, {"sample.txt", 1}, [](FILE *) { return 0; });
-    EXPECT_EQ(log_places::seen(), (places{{"tool_test.cpp", line}}));
+    EXPECT_EQ(log.places, (places{{"tool_test.cpp", line}}));
 }
 
 } // namespace

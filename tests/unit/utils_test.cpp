@@ -49,58 +49,10 @@ extern "C" ssize_t write(int fd, const void *block, size_t length)
 
 namespace fs = std::filesystem;
 using namespace std::string_literals;
-using support::log_capture;
-using texts = std::vector<std::string>;
+using namespace support;
 
 namespace
 {
-
-// A directory of its own for each test.
-class temp_dir
-{
-public:
-    temp_dir()
-    {
-        if (mkdtemp(path_) == nullptr)
-            abort();
-    }
-    ~temp_dir() { fs::remove_all(path_); }
-    temp_dir(const temp_dir &) = delete;
-    temp_dir &operator=(const temp_dir &) = delete;
-
-    std::string operator/(const std::string &name) const { return std::string(path_) + "/" + name; }
-    std::string path() const { return path_; }
-
-private:
-    char path_[32] = "/tmp/utils-test-XXXXXX";
-};
-
-void write_file(const std::string &path, const std::string &content)
-{
-    std::ofstream(path, std::ios::binary) << content;
-}
-
-std::string content_of(const std::string &path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-// Puts a directory in place of the search path, or in front of it, while it lives.
-class search_path
-{
-public:
-    search_path(const std::string &dir, bool only) : before_(getenv("PATH") != nullptr ? getenv("PATH") : "")
-    {
-        setenv("PATH", (only ? dir : dir + ":" + before_).c_str(), 1);
-    }
-    ~search_path() { setenv("PATH", before_.c_str(), 1); }
-    search_path(const search_path &) = delete;
-    search_path &operator=(const search_path &) = delete;
-
-private:
-    std::string before_;
-};
 
 // Sets the mask for new files while it lives.
 class file_mask
@@ -115,34 +67,6 @@ private:
     mode_t before_;
 };
 
-// The exit status of a child process that ends with the result of `run`, or minus the signal that killed it.
-int in_child(const std::function<int()> &run)
-{
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(run());
-    int status = 0;
-    (void)waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
-void forbid_new_descriptors()
-{
-    const rlimit none = {0, 0};
-    (void)setrlimit(RLIMIT_NOFILE, &none);
-}
-
-bool no_child_is_left()
-{
-    return waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD;
-}
-
-size_t open_descriptors()
-{
-    const fs::directory_iterator all("/proc/self/fd");
-    return static_cast<size_t>(std::distance(begin(all), end(all)));
-}
-
 mode_t mode_of(const std::string &path)
 {
     struct stat info = {};
@@ -150,23 +74,12 @@ mode_t mode_of(const std::string &path)
     return info.st_mode & 07777U;
 }
 
-// A `ubus` that prints `output` and ends with `status`; its arguments stand in the file "calls", one a line.
-class fake_ubus
-{
-public:
-    explicit fake_ubus(const std::string &output, int status = 0) : path_(dir_.path(), false)
+// A `ubus` that prints `output` and ends with `status`; its arguments are noted one a line.
+struct fake_ubus : fake_tool {
+    explicit fake_ubus(const std::string &output, int status = 0)
+        : fake_tool("ubus", output, status, "for a; do echo \"[$a]\"; done")
     {
-        write_file(dir_ / "output", output);
-        write_file(dir_ / "ubus", "#!/bin/sh\nfor a; do echo \"[$a]\"; done >> " + dir_.path() + "/calls\ncat " +
-                                      dir_.path() + "/output\nexit " + std::to_string(status) + "\n");
-        (void)chmod((dir_ / "ubus").c_str(), 0755);
     }
-
-    std::string calls() const { return content_of(dir_ / "calls"); }
-
-private:
-    temp_dir dir_;
-    search_path path_;
 };
 
 const std::string called = "[-t]\n[2]\n[-S]\n[call]\n";
@@ -278,7 +191,7 @@ TEST(UbusCmdCall, IgnoresTheToolsExitStatus)
 TEST(UbusCmdCall, DoesNotWaitForAReaderOfTheRest)
 {
     const fake_ubus ubus("first\n" + std::string(300000, 'x') + "\n");
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     char reply[16];
     const size_t before = open_descriptors();
     EXPECT_EQ(ubus_cmd_call("o", "m", nullptr, reply, sizeof(reply)), 0);
@@ -563,7 +476,7 @@ TEST(VantuCp, ErrnoSurvivesASinkThatChangesIt)
         },
         nullptr, LOG_C_TRACE);
     const temp_dir dir;
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     sinks_change_errno = true;
     errno = 0;
     const int result = vantu_cp((dir / "to").c_str(), (dir / "none").c_str());
@@ -581,8 +494,7 @@ TEST(VantuCp, WhenTheDiskFillsNoPartOfTheCopyStays)
         EXPECT_EQ(in_child([&] {
                       log_capture log;
                       (void)signal(SIGXFSZ, SIG_IGN);
-                      const rlimit small = {limit, limit};
-                      (void)setrlimit(RLIMIT_FSIZE, &small);
+                      limit_file_size(limit);
                       errno = 0;
                       const int result = vantu_cp((dir / "to").c_str(), (dir / "from").c_str());
                       const int reason = errno;
@@ -597,8 +509,7 @@ TEST(VantuCp, WhenTheDiskFillsNoPartOfTheCopyStays)
         EXPECT_FALSE(fs::exists(dir / "to")) << limit;
     }
     EXPECT_EQ(in_child([&] {
-                  const rlimit enough = {20000, 20000};
-                  (void)setrlimit(RLIMIT_FSIZE, &enough);
+                  limit_file_size(20000);
                   return vantu_cp((dir / "to").c_str(), (dir / "from").c_str());
               }),
               0);
@@ -777,7 +688,7 @@ TEST(ReadFileToChar, IsNullWhenMemoryIsShort)
     write_file(dir / "file", "");
     fs::resize_file(dir / "file", 1U << 30U);
     EXPECT_EQ(in_child([&] {
-                  const support::quiet_log quiet;
+                  const quiet_log quiet;
                   limit_memory();
                   return vantu_read_file_to_char((dir / "file").c_str()) == nullptr ? 0 : 1;
               }),

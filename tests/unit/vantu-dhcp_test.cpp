@@ -3,6 +3,7 @@
 #include "vantu-libs2/vantu-dhcp.h"
 
 #include "list_owner.hpp"
+#include "support.hpp"
 #include "vantu-ll-api/listinits.h"
 
 #include <gtest/gtest.h>
@@ -12,14 +13,10 @@
 #include <memory>
 #include <string>
 
+using namespace support;
+
 namespace
 {
-
-template <size_t N>
-void put(char (&field)[N], const std::string &text)
-{
-    (void)snprintf(field, N, "%s", text.c_str());
-}
 
 vantu_ll_dhcp lease_of(const std::string &mac, const std::string &ip, const std::string &hostname, uint32_t expires = 0)
 {

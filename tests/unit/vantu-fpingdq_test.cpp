@@ -16,14 +16,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <filesystem>
 #include <malloc.h>
 #include <random>
 #include <set>
 #include <strings.h>
-#include <sys/mman.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 // A test asks for more memory than there is.
@@ -34,10 +31,8 @@ extern "C" const char *__asan_default_options()
 }
 #endif
 
-namespace fs = std::filesystem;
 using namespace std::string_literals;
-using support::log_capture;
-using texts = std::vector<std::string>;
+using namespace support;
 
 namespace
 {
@@ -90,33 +85,6 @@ vantu_platform_ops make_platform()
 
 // ---- Lists and files ----
 
-std::string printable(const std::string &text)
-{
-    std::string out;
-    for (const char c : text) {
-        char code[8];
-        (void)snprintf(code, sizeof(code), "\\x%02x", static_cast<unsigned char>(c));
-        out += c == '\n' ? "\\n" : c == '\r' ? "\\r" : c < ' ' || c > '~' ? code : std::string(1, c);
-    }
-    return out;
-}
-
-std::string lines_of(const texts &all)
-{
-    std::string out;
-    for (const std::string &line : all)
-        out += printable(line) + "\n";
-    return out;
-}
-
-std::string joined(const texts &all, const char *separator = ",")
-{
-    std::string out;
-    for (size_t i = 0; i < all.size(); i++)
-        out += (i == 0 ? "" : separator) + all[i];
-    return out;
-}
-
 std::string dump(const vantu_fpingdq_ping &ping)
 {
     char figures[200];
@@ -160,78 +128,6 @@ vantu_fpingdq_ping make_ping(uint64_t time, const char *ip, float nwrtd)
     (void)snprintf(ping.ip, sizeof(ping.ip), "%s", ip);
     ping.nwrtd = nwrtd;
     return ping;
-}
-
-// A directory of its own for each test.
-class temp_dir
-{
-public:
-    temp_dir()
-    {
-        if (mkdtemp(path_) == nullptr)
-            abort();
-    }
-    ~temp_dir() { fs::remove_all(path_); }
-    temp_dir(const temp_dir &) = delete;
-    temp_dir &operator=(const temp_dir &) = delete;
-
-    std::string operator/(const std::string &name) const { return std::string(path_) + "/" + name; }
-
-private:
-    char path_[32] = "/tmp/fpingdq-test-XXXXXX";
-};
-
-// A file in memory.
-class memory_file
-{
-public:
-    memory_file() : fd_(memfd_create("pings", MFD_CLOEXEC)), path_("/proc/self/fd/" + std::to_string(fd_))
-    {
-        if (fd_ < 0)
-            abort();
-    }
-    explicit memory_file(std::string_view content) : memory_file() { write(content); }
-    ~memory_file() { (void)close(fd_); }
-    memory_file(const memory_file &) = delete;
-    memory_file &operator=(const memory_file &) = delete;
-
-    void write(std::string_view content)
-    {
-        if (content.size() != size_ && ftruncate(fd_, static_cast<off_t>(content.size())) != 0)
-            abort();
-        if (pwrite(fd_, content.data(), content.size(), 0) != static_cast<ssize_t>(content.size()))
-            abort();
-        size_ = content.size();
-    }
-    const char *path() const { return path_.c_str(); }
-
-private:
-    int fd_;
-    std::string path_;
-    size_t size_ = 0;
-};
-
-std::string content_of(const std::string &path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-// The exit status of a child process that ends with the result of `run`, or minus the signal that killed it.
-int in_child(const std::function<int()> &run)
-{
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(run());
-    int status = 0;
-    (void)waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
-size_t open_descriptors()
-{
-    const fs::directory_iterator all("/proc/self/fd");
-    return static_cast<size_t>(std::distance(begin(all), end(all)));
 }
 
 struct outcome {
@@ -385,41 +281,24 @@ TEST(FpingdqColumns, AddressKeeps19Characters)
 
 // ---- Stored files ----
 
-std::set<std::string> cases_of(const std::string &tool)
-{
-    std::set<std::string> cases;
-    for (const auto &file : fs::directory_iterator(support::fixture_path(tool))) {
-        const std::string name = file.path().filename().string();
-        cases.insert(name.substr(0, name.find('.')));
-    }
-    for (const std::string &name : cases) {
-        for (const char *kind : {".txt", ".expected", ".only.expected"}) {
-            const std::string path = support::fixture_path(tool + "/" + name + kind);
-            EXPECT_TRUE(fs::exists(path)) << path << " is missing";
-        }
-    }
-    EXPECT_FALSE(cases.empty()) << "nothing stored for " << tool;
-    return cases;
-}
+const auto kinds = {".txt", ".expected", ".only.expected"};
 
-void expect_stored(const std::string &base, const outcome &got)
+void expect_stored(const std::string &name, const outcome &got)
 {
-    EXPECT_EQ(lines_of(got.records), support::fixture(base + ".expected")) << base;
-    EXPECT_EQ(got.result, static_cast<int>(got.records.size())) << base;
-    const bool logs = fs::exists(support::fixture_path(base + ".log"));
-    EXPECT_EQ(lines_of(got.log), logs ? support::fixture(base + ".log") : "") << base;
+    support::expect_stored(name, lines_of(got.records), got.log);
+    EXPECT_EQ(got.result, static_cast<int>(got.records.size())) << name;
 }
 
 TEST(FpingdqStoredFiles, GiveTheExpectedPingsRowsAndMessages)
 {
-    for (const std::string &name : cases_of("fpingdq"))
-        expect_stored("fpingdq/" + name, read_with_rows(support::fixture("fpingdq/" + name + ".txt")));
+    for (const std::string &name : cases_of("fpingdq", kinds))
+        expect_stored(name, read_with_rows(fixture(name + ".txt")));
 }
 
 TEST(FpingdqStoredFiles, ReadWithoutRowsGiveTheExpectedPingsAndMessages)
 {
-    for (const std::string &name : cases_of("fpingdq"))
-        expect_stored("fpingdq/" + name + ".only", read_pings_only(support::fixture("fpingdq/" + name + ".txt")));
+    for (const std::string &name : cases_of("fpingdq", kinds))
+        expect_stored(name + ".only", read_pings_only(fixture(name + ".txt")));
 }
 
 // Hostile text is read and what comes of it checked.
@@ -428,35 +307,35 @@ void survive_with_rows(const memory_file &file, std::string_view text)
     vantu_platform_ops ops = make_platform();
     pings list;
     const int count = vantu_fpingdq_csv_to_data_list(&list, file.path(), &ops);
-    ASSERT_LE(count, std::count(text.begin(), text.end(), '\n')) << printable(std::string(text));
-    ASSERT_EQ(rows_parsed, count) << printable(std::string(text));
+    ASSERT_LE(count, std::count(text.begin(), text.end(), '\n')) << printable(text);
+    ASSERT_EQ(rows_parsed, count) << printable(text);
     bool sound = true;
     SCLIST_FOREACH(const vantu_fpingdq_ping, ping, &list) {
         sound = sound && memchr(ping->ip, '\0', sizeof(ping->ip)) != nullptr && ping->csvdata != nullptr;
     }
     SCLIST_FOREACH_END(&list)
-    ASSERT_TRUE(sound) << printable(std::string(text));
+    ASSERT_TRUE(sound) << printable(text);
 }
 
 void survive_pings_only(const memory_file &file, std::string_view text)
 {
     pings list;
     const int count = vantu_fpingdq_only_to_list(&list, file.path());
-    ASSERT_LE(count, std::count(text.begin(), text.end(), '\n')) << printable(std::string(text));
+    ASSERT_LE(count, std::count(text.begin(), text.end(), '\n')) << printable(text);
     bool sound = true;
     SCLIST_FOREACH(const vantu_fpingdq_ping, ping, &list) {
         sound = sound && memchr(ping->ip, '\0', sizeof(ping->ip)) != nullptr && ping->csvdata == nullptr;
     }
     SCLIST_FOREACH_END(&list)
-    ASSERT_TRUE(sound) << printable(std::string(text));
+    ASSERT_TRUE(sound) << printable(text);
 }
 
 TEST(FpingdqStoredFiles, EveryTruncationGivesSoundPings)
 {
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     memory_file file;
-    for (const std::string &name : cases_of("fpingdq")) {
-        support::every_truncation(support::fixture("fpingdq/" + name + ".txt"), [&](std::string_view text) {
+    for (const std::string &name : cases_of("fpingdq", kinds)) {
+        every_truncation(fixture(name + ".txt"), [&](std::string_view text) {
             file.write(text);
             survive_with_rows(file, text);
             survive_pings_only(file, text);
@@ -468,9 +347,9 @@ TEST(FpingdqStoredFiles, EveryTruncationGivesSoundPings)
 void corrupt(const std::string &name, bool with_header, void (*run)(const memory_file &file, std::string_view text))
 {
     memory_file file;
-    const std::string text = support::fixture("fpingdq/" + name + ".txt");
+    const std::string text = fixture(name + ".txt");
     const size_t kept = with_header ? 0 : text.find('\n') + 1;
-    support::every_corruption(text.substr(kept), [&](std::string_view corrupted) {
+    every_corruption(text.substr(kept), [&](std::string_view corrupted) {
         const std::string whole = text.substr(0, kept) + std::string(corrupted);
         file.write(whole);
         run(file, whole);
@@ -480,16 +359,16 @@ void corrupt(const std::string &name, bool with_header, void (*run)(const memory
 // Most cases have the same header: its bytes are corrupted in one of them, those of the lines in all.
 TEST(FpingdqStoredFiles, EveryCorruptionGivesSoundPings)
 {
-    const support::quiet_log quiet;
-    for (const std::string &name : cases_of("fpingdq"))
-        corrupt(name, name == "crlf", survive_with_rows);
+    const quiet_log quiet;
+    for (const std::string &name : cases_of("fpingdq", kinds))
+        corrupt(name, name == "fpingdq/crlf", survive_with_rows);
 }
 
 // The two readers share what reads a line; this case has lines that they treat differently.
 TEST(FpingdqStoredFiles, EveryCorruptionOfShortRowsGivesSoundPingsWithoutRows)
 {
-    const support::quiet_log quiet;
-    corrupt("short_rows", false, survive_pings_only);
+    const quiet_log quiet;
+    corrupt("fpingdq/short_rows", false, survive_pings_only);
 }
 
 // ---- Files ----
@@ -518,7 +397,7 @@ TEST(FpingdqFiles, ThatCannotBeOpenedGiveZeroWhateverTheListHolds)
 
 TEST(FpingdqFiles, AreAppendedToTheListAndItsSizeIsReturned)
 {
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     const memory_file file(header_line + "\n1,192.0.2.1,1,1.5,64,0,0\n2,192.0.2.2,2,2.5,64,0,0\n"s);
     const memory_file header(header_line + "\n"s);
     const memory_file empty("");
@@ -538,7 +417,7 @@ TEST(FpingdqFiles, AreAppendedToTheListAndItsSizeIsReturned)
 
 TEST(FpingdqFiles, AreClosed)
 {
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     const memory_file file(header_line + "\n1,192.0.2.1,1,1.5,64,0,0\n"s);
     vantu_platform_ops ops = make_platform();
     pings list;
@@ -553,7 +432,7 @@ TEST(FpingdqFiles, AreClosed)
 TEST(FpingdqFiles, DirectoryHoldsNoPings)
 {
     const temp_dir dir;
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     pings list;
     vantu_platform_ops ops = make_platform();
     EXPECT_EQ(vantu_fpingdq_csv_to_data_list(&list, (dir / "").c_str(), &ops), 0);
@@ -784,7 +663,7 @@ TEST(FpingdqHostileFiles, RandomOnesAgreeWithAPlainModel)
 
 TEST(FpingdqRows, AreFilledInTheBlocksThatTheListOwns)
 {
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     const memory_file file(header_line + "\n1,a,1,1.5,64,0,0\n2,b,2,2.5,64,0,0\n3,c,3\n"s);
     vantu_platform_ops ops = make_platform();
     pings list;
@@ -825,7 +704,7 @@ TEST(FpingdqRows, ThatThePlatformRefusesStayZeroedAndAreLogged)
 
 TEST(FpingdqRows, AreZeroedBeforeThePlatformFillsThem)
 {
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     const memory_file file(header_line + "\n"s + repeated("1,a,1,1.5,64,0,0\n", 50));
     vantu_platform_ops ops = make_platform();
     static int dirty;
@@ -846,7 +725,7 @@ TEST(FpingdqRows, AreZeroedBeforeThePlatformFillsThem)
 
 TEST(FpingdqRows, OfNoSizeAreBlocksAllTheSame)
 {
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     const memory_file file(header_line + "\n1,a,1,1.5,64,0,0\n"s);
     for (const int size : {0, -1, INT_MIN}) {
         static int answer;
@@ -1011,7 +890,7 @@ size_t blocks_of(size_t rows)
 
 TEST(FpingdqOwnership, FreeAndClearFreeEachRowOnce)
 {
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     const memory_file file(header_line + "\n"s + repeated("1,a,1,1.5,64,0,0\n", 7) + "short\n");
     vantu_platform_ops ops = make_large_row_platform();
     const size_t before = large_blocks();
@@ -1033,7 +912,7 @@ TEST(FpingdqOwnership, FreeAndClearFreeEachRowOnce)
 
 TEST(FpingdqOwnership, RowOfAPingThatTheListDoesNotTakeIsFreed)
 {
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     const memory_file file(header_line + "\n"s + repeated("1,a,1,1.5,64,0,0\n", 5));
     vantu_platform_ops ops = make_large_row_platform();
     const size_t before = large_blocks();
@@ -1111,7 +990,7 @@ TEST(FpingdqWriting, OnlyExactly15000IsLostWhichIsKept)
 
 TEST(FpingdqWriting, RowsOfThePlatformAreNeitherWrittenNorFreed)
 {
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     const temp_dir dir;
     const memory_file file(header_line + ",mac\n1,a,1,1.50,64,8,1,02:00:00:00:00:01\n"s);
     vantu_platform_ops ops = make_platform();
@@ -1164,8 +1043,7 @@ TEST(FpingdqWriting, FileThatMayNotGrowIsReported)
         EXPECT_EQ(in_child([&] {
                       log_capture log;
                       (void)signal(SIGXFSZ, SIG_IGN);
-                      const rlimit small = {limit, limit};
-                      (void)setrlimit(RLIMIT_FSIZE, &small);
+                      limit_file_size(limit);
                       if (vantu_fpingdq_data_to_csvfile(&list, (dir / "file").c_str()) != -1)
                           return 1;
                       const texts wanted = {"ERROR failed to write file " + (dir / "file") + ": " + strerror(EFBIG)};

@@ -14,9 +14,7 @@
 #include <linux/if_link.h>
 #include <netinet/in.h>
 #include <sstream>
-#include <sys/resource.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace
@@ -266,8 +264,7 @@ TEST_F(IfStatsDeathTest, WhenGetifaddrsFailsTheProcessEndsWithStatusOneAndAMessa
 {
     // A search for leaks at the end of the process would want to open files.
     (void)on_exit([](int status, void *) { _exit(status); }, nullptr);
-    const rlimit none = {0, 0};
-    (void)setrlimit(RLIMIT_NOFILE, &none);
+    support::forbid_new_descriptors();
     (void)vantu_get_if_stats("lo");
     _exit(0);
 }

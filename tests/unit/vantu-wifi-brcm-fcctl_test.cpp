@@ -8,14 +8,9 @@
 
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
-#include <set>
 
-namespace fs = std::filesystem;
 using namespace std::string_literals;
-using support::log_capture;
-using support::stream_of;
-using texts = std::vector<std::string>;
+using namespace support;
 
 namespace
 {
@@ -93,33 +88,27 @@ std::string parsed(std::string_view text)
 
 TEST_F(Fcctl, StoredReportsGiveWhatTheirPairsSay)
 {
-    std::set<std::string> cases;
-    for (const auto &file : fs::directory_iterator(support::fixture_path("fcctl_status")))
-        cases.insert(file.path().stem().string());
+    const auto cases = cases_of("fcctl_status");
     EXPECT_GE(cases.size(), 4U);
     for (const std::string &name : cases) {
         const log_capture log;
-        EXPECT_EQ(parsed(support::fixture("fcctl_status/" + name + ".txt")),
-                  support::fixture("fcctl_status/" + name + ".expected"))
-            << name;
-        EXPECT_EQ(log.lines, texts()) << name;
+        const std::string got = parsed(fixture(name + ".txt"));
+        expect_stored(name, got, log.lines);
     }
 }
 
 TEST_F(Fcctl, DamagedReportsGiveACountOrNone)
 {
-    for (const auto &file : fs::directory_iterator(support::fixture_path("fcctl_status"))) {
-        if (file.path().extension() != ".txt")
-            continue;
+    for (const std::string &name : cases_of("fcctl_status")) {
         const auto check = [&](std::string_view text) {
             int count = untouched;
             const auto stream = stream_of(text);
             const int result = internal_brcm_fcctl_get_sw_defers_count(stream.get(), &count);
             ASSERT_TRUE(result == 0 || (result == -1 && count == untouched)) << text;
         };
-        const std::string text = support::fixture("fcctl_status/" + file.path().filename().string());
-        support::every_truncation(text, check);
-        support::every_corruption(text, check);
+        const std::string text = fixture(name + ".txt");
+        every_truncation(text, check);
+        every_corruption(text, check);
     }
 }
 
@@ -237,7 +226,7 @@ TEST_F(Fcctl, TheToolsExitStatusIsNotLookedAt)
 TEST_F(Fcctl, OpenerAlwaysRunsTheCommandWhateverSampleIsNamedWhichIsKept)
 {
     output = "from the tool\n";
-    const std::string stored = support::fixture_path("README.md");
+    const std::string stored = fixture_path("README.md");
     for (const char *sample : {"fcctl/status.txt", stored.c_str(), "", static_cast<const char *>(nullptr)}) {
         commands.clear();
         FILE *stream = __ll_popen_cmd_or_testfile("some command", sample);

@@ -7,6 +7,7 @@
 #include "hobe/vantu-wifi-hobe.h"
 #include "list_owner.hpp"
 #include "support.hpp"
+#include "support/stopped_clock.hpp"
 #include "tch-dga4231/vantu-wifi-dga4231.h"
 #include "vantu-libs2/sclists-functions.h"
 #include "vantu-libs2/vantu-wifi-common.h"
@@ -18,123 +19,29 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <dlfcn.h>
 #include <filesystem>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace fs = std::filesystem;
 using namespace std::string_literals;
-using support::log_capture;
-using texts = std::vector<std::string>;
+using namespace support;
 
 namespace
 {
-
-// The time that the program sees. It stands still within a test, so that channel statistics are asked for once.
-timeval clock_now = {1790000000, 0};
 
 // What the lease file is.
 std::string lease_file;
 
 } // namespace
 
-// Stand before the C library's functions of these names.
-extern "C" int gettimeofday(timeval *now, void *zone) noexcept
-{
-    (void)zone;
-    *now = clock_now;
-    return 0;
-}
-
+// Stands before the C library's function of this name.
 extern "C" FILE *fopen(const char *path, const char *mode)
 {
-    static const auto real = reinterpret_cast<FILE *(*)(const char *, const char *)>(dlsym(RTLD_NEXT, "fopen"));
-    return real(strcmp(path, "/etc/dhcp_lan.leases") == 0 ? lease_file.c_str() : path, mode);
+    static const auto next = real<FILE *(const char *, const char *)>("fopen");
+    return next(strcmp(path, "/etc/dhcp_lan.leases") == 0 ? lease_file.c_str() : path, mode);
 }
 
 namespace
 {
-
-template <size_t N>
-void put(char (&field)[N], const std::string &text)
-{
-    (void)snprintf(field, N, "%s", text.c_str());
-}
-
-// A directory of its own for each test.
-class temp_dir
-{
-public:
-    temp_dir()
-    {
-        if (mkdtemp(path_) == nullptr)
-            abort();
-    }
-    ~temp_dir() { fs::remove_all(path_); }
-    temp_dir(const temp_dir &) = delete;
-    temp_dir &operator=(const temp_dir &) = delete;
-
-    std::string operator/(const std::string &name) const { return std::string(path_) + "/" + name; }
-    std::string path() const { return path_; }
-
-private:
-    char path_[32] = "/tmp/brcm-test-XXXXXX";
-};
-
-// Puts a directory in front of the search path while it lives.
-class search_path
-{
-public:
-    explicit search_path(const std::string &dir) : before_(getenv("PATH") != nullptr ? getenv("PATH") : "")
-    {
-        setenv("PATH", (dir + ":" + before_).c_str(), 1);
-    }
-    ~search_path() { setenv("PATH", before_.c_str(), 1); }
-    search_path(const search_path &) = delete;
-    search_path &operator=(const search_path &) = delete;
-
-private:
-    std::string before_;
-};
-
-// Tools that print what was stored for their arguments. Which ran, and with what, stands in the file "calls".
-class fake_tools
-{
-public:
-    fake_tools() : path_(dir_.path())
-    {
-        for (const char *tool : {"wlctl", "ip"}) {
-            std::ofstream(dir_ / tool) << "#!/bin/sh\nquestion=\"" + std::string(tool) +
-                                              " $*\"\necho \"$question\" >> '" + dir_.path() + "/calls'\ncat '" +
-                                              dir_.path() + "/'\"$question\" 2>&1\n";
-            chmod((dir_ / tool).c_str(), 0755);
-        }
-    }
-
-    void answers(const std::string &question, const std::string &output) const
-    {
-        std::ofstream(dir_ / question, std::ios::binary) << output;
-    }
-
-    // The questions since the last time.
-    texts calls() const
-    {
-        texts out;
-        std::ifstream file(dir_ / "calls");
-        for (std::string line; std::getline(file, line);)
-            out.push_back(line);
-        fs::remove(dir_ / "calls");
-        return out;
-    }
-
-    std::string operator/(const std::string &name) const { return dir_ / name; }
-
-private:
-    temp_dir dir_;
-    search_path path_;
-};
 
 const char chanim_report[] =
     "version: 4\n"
@@ -188,8 +95,7 @@ int report_radios(sclist_t *radios)
 int report_leases(sclist_t *list)
 {
     operations_called.emplace_back("get_dhcpleases");
-    for (const vantu_ll_dhcp &lease : leases)
-        (void)sclist_append(list, &lease);
+    append_all(list, leases);
     return 0;
 }
 
@@ -220,19 +126,9 @@ std::string wired(const std::string &mac, const std::string &ip, const std::stri
     return mac + " " + ip + " eth " + hostname + no_figures;
 }
 
-struct device_list : sclist_t {
-    device_list() { (void)vantu_common_device_list_init(this); }
-    ~device_list() { (void)vantu_common_device_list_free(this); }
-    device_list(const device_list &) = delete;
-    device_list &operator=(const device_list &) = delete;
-};
+using device_list = freed_list<vantu_common_device_list_init, vantu_common_device_list_free>;
 
-struct station_list : sclist_t {
-    station_list() { vantu_ll_wlctl_assoclist_sclist_init(this); }
-    ~station_list() { sclist_destroy(this); }
-    station_list(const station_list &) = delete;
-    station_list &operator=(const station_list &) = delete;
-};
+using station_list = freed_list<vantu_ll_wlctl_assoclist_sclist_init, sclist_destroy>;
 
 class Devices : public testing::Test
 {
@@ -260,7 +156,7 @@ protected:
     void TearDown() override
     {
         global_ops = before_;
-        EXPECT_TRUE(waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD) << "a tool is left";
+        EXPECT_TRUE(no_child_is_left());
     }
 
     void stations(const std::string &radio, const texts &macs) const
@@ -290,9 +186,7 @@ protected:
     {
         device_list devices;
         log_capture capture;
-        testing::internal::CaptureStderr();
-        EXPECT_EQ(brcm_get_associated_devices_dhcp(&devices), 0);
-        errors = testing::internal::GetCapturedStderr();
+        errors = standard_error_of([&] { EXPECT_EQ(brcm_get_associated_devices_dhcp(&devices), 0); });
         log = capture.lines;
         return dumps(devices);
     }
@@ -315,7 +209,7 @@ protected:
 
     bool logged(const std::string &line) const { return std::find(log.begin(), log.end(), line) != log.end(); }
 
-    fake_tools tools;
+    const answering_tools tools = {"wlctl", "ip"};
     texts log;
     std::string errors;
 
@@ -373,7 +267,7 @@ TEST(DataRow, ItsSizeIsToldToThoseWhoAllocateRows)
 TEST(GatewaySetup, BuildsTheColumnsOfTheRowsAndEitherTeardownReleasesThem)
 {
     for (const auto teardown : {hobe_system_destroy, dga4231_system_destroy}) {
-        const support::quiet_log quiet;
+        const quiet_log quiet;
         EXPECT_EQ(dga4231_system_setup(), 0);
         char header[4096] = "";
         EXPECT_EQ(brcm_get_csvdata_headers(header), 0);
@@ -694,7 +588,7 @@ TEST_F(Devices, AreAppendedAndAllAreCounted)
     const vantu::list_owner owner(radios, vantu_common_radio_list_init);
     (void)report_radios(&radios);
     device_list devices;
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     EXPECT_EQ(brcm_get_devices_ipneigh(&radios, &devices), 1);
     EXPECT_EQ(brcm_get_devices_ipneigh(&radios, &devices), 2);
     leases.clear();
@@ -711,7 +605,7 @@ TEST_F(Devices, AreAskedOfTheGivenRadiosOnly)
     (void)report_radios(&radios);
     operations_called.clear();
     device_list devices;
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     EXPECT_EQ(brcm_get_devices_ipneigh(&radios, &devices), 0);
     EXPECT_EQ(tools.calls(), (texts{"ip neigh", "wlctl -i wl2 assoclist"}));
     EXPECT_EQ(operations_called, texts{"get_dhcpleases"});
@@ -829,7 +723,7 @@ TEST_F(Devices, AreActiveWhileIdleIsZeroAndAlsoWhenTheDriverDoesNotKnowThemWhich
         fs::remove(tools / question);
         if (row.report != nullptr)
             tools.answers(question, row.report);
-        const support::quiet_log quiet;
+        const quiet_log quiet;
         EXPECT_EQ(brcm_is_device_active("wl0", "02:00:00:00:00:01"), row.want) << row.name;
         EXPECT_EQ(tools.calls(), texts{question}) << row.name;
     }

@@ -11,64 +11,14 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
-#include <functional>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
 using namespace std::string_literals;
-using support::log_capture;
-using texts = std::vector<std::string>;
+using namespace support;
 
 namespace
 {
-
-template <size_t N>
-void put(char (&field)[N], const std::string &text)
-{
-    (void)snprintf(field, N, "%s", text.c_str());
-}
-
-// A directory of its own for each test.
-class temp_dir
-{
-public:
-    temp_dir()
-    {
-        if (mkdtemp(path_) == nullptr)
-            abort();
-    }
-    ~temp_dir() { fs::remove_all(path_); }
-    temp_dir(const temp_dir &) = delete;
-    temp_dir &operator=(const temp_dir &) = delete;
-
-    std::string operator/(const std::string &name) const { return std::string(path_) + "/" + name; }
-
-private:
-    char path_[32] = "/tmp/stats-test-XXXXXX";
-};
-
-std::string content_of(const std::string &path)
-{
-    std::ifstream file(path, std::ios::binary);
-    EXPECT_TRUE(file) << path;
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-texts lines_of(const std::string &text)
-{
-    texts out;
-    size_t begin = 0;
-    for (size_t end; (end = text.find('\n', begin)) != std::string::npos; begin = end + 1)
-        out.push_back(text.substr(begin, end - begin));
-    EXPECT_EQ(begin, text.size()) << "the last line has no end";
-    return out;
-}
-
-template <typename Record>
-std::string bytes_of(const Record &record)
-{
-    return {reinterpret_cast<const char *>(&record), sizeof(record)};
-}
 
 constexpr uint64_t wide = 18446744073709551000U; // near the largest number of 64 bits
 constexpr uint32_t high = 4294967000U;           // near the largest of 32
@@ -228,7 +178,7 @@ protected:
         samples.add(sample);
         samples.add(of.sample(0));
         EXPECT_EQ(of.write(samples, dir / "one.csv"), 0);
-        return lines_of(content_of(dir / "one.csv"));
+        return split_lines(content_of(dir / "one.csv"));
     }
 
     temp_dir dir;
@@ -301,7 +251,7 @@ TEST_F(Samples, FileOfARingIsItsHeaderAndAllSamplesButTheNewestOldestFirst)
             for (size_t i = 0; i < row.lines; i++)
                 want.push_back(of.line(1000 * (row.first + i)));
             EXPECT_EQ(of.write(samples, dir / "ring.csv"), 0) << row.name;
-            EXPECT_EQ(lines_of(content_of(dir / "ring.csv")), want) << of.header << ": " << row.name;
+            EXPECT_EQ(split_lines(content_of(dir / "ring.csv")), want) << of.header << ": " << row.name;
             EXPECT_EQ(vantu_ringbuffer_size(&samples), static_cast<int>(std::min<uint64_t>(row.written, 500)));
         }
     });
@@ -312,7 +262,7 @@ TEST_F(Samples, FileOfARingWithoutStorageIsItsHeader)
     for_each_kind([&](const auto &of) {
         vantu_ringbuffer nothing = {};
         EXPECT_EQ(of.write(nothing, dir / "ring.csv"), 0);
-        EXPECT_EQ(lines_of(content_of(dir / "ring.csv")), texts{of.header});
+        EXPECT_EQ(split_lines(content_of(dir / "ring.csv")), texts{of.header});
     });
 }
 
@@ -368,18 +318,15 @@ TEST_F(Samples, WrittenFilesAreQuiet)
 
 TEST_F(Samples, TheNumberOfOpenFilesStaysTheSame)
 {
-    const auto open_files = [] {
-        return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
-    };
-    const auto before = open_files();
+    const auto before = open_descriptors();
     for_each_kind([&](const auto &of) {
         ring<decltype(of.sample(0))> samples;
-        const support::quiet_log quiet;
+        const quiet_log quiet;
         EXPECT_EQ(of.write(samples, dir / "file.csv"), 0);
         EXPECT_EQ(of.write(samples, "/dev/full"), -1);
         EXPECT_EQ(of.write(samples, dir / "missing/file.csv"), -1);
     });
-    EXPECT_EQ(open_files(), before);
+    EXPECT_EQ(open_descriptors(), before);
 }
 
 // ---- Differences ----
@@ -604,23 +551,15 @@ TEST(SampleTables, MadeTwiceHaveEachColumnOnce)
 
 // ---- Printing ----
 
-std::string printed(const std::function<void()> &print)
-{
-    testing::internal::CaptureStdout();
-    print();
-    (void)fflush(stdout);
-    return testing::internal::GetCapturedStdout();
-}
-
 TEST(Printing, ARadioIsALineOnStandardOutput)
 {
     const vantu_radio_stats small = radio_sample(0);
     const log_capture log;
-    EXPECT_EQ(printed([&] { vantu_radio_stats_print(&small); }),
+    EXPECT_EQ(standard_output_of([&] { vantu_radio_stats_print(&small); }),
               "tim 1 deltim2  stats: 3 4 5 6 chanim 7 8 9 10 wmm 11 12 13 14 15 16 17 18\n");
     vantu_radio_stats large = radio_sample(wide);
     large.utilization = large.transmit = large.receive_self = large.receive_other = 4294967295U;
-    EXPECT_EQ(printed([&] { vantu_radio_stats_print(&large); }),
+    EXPECT_EQ(standard_output_of([&] { vantu_radio_stats_print(&large); }),
               "tim 18446744073709551001 deltim18446744073709551002  stats: 18446744073709551003 18446744073709551004 "
               "18446744073709551005 18446744073709551006 chanim 4294967295 4294967295 4294967295 4294967295 wmm "
               "18446744073709551011 18446744073709551012 18446744073709551013 18446744073709551014 "
@@ -636,7 +575,7 @@ TEST(Printing, AStationIsADebugLine)
     large.signal = 2147483647;
     large.noise = -95;
     const log_capture log;
-    EXPECT_EQ(printed([&] {
+    EXPECT_EQ(standard_output_of([&] {
                   vantu_sta_stats_print(&small);
                   vantu_sta_stats_print(&large);
               }),
@@ -653,8 +592,8 @@ TEST(Printing, TheWanIsOnStandardOutputWithoutALineEndWhichIsKept)
     const vantu_wan_stats small = wan_sample(0);
     const vantu_wan_stats large = wan_sample(wide);
     const log_capture log;
-    EXPECT_EQ(printed([&] { vantu_wan_stats_print(&small); }), "tim 1 deltim2  stats: 3 4 5 6");
-    EXPECT_EQ(printed([&] { vantu_wan_stats_print(&large); }),
+    EXPECT_EQ(standard_output_of([&] { vantu_wan_stats_print(&small); }), "tim 1 deltim2  stats: 3 4 5 6");
+    EXPECT_EQ(standard_output_of([&] { vantu_wan_stats_print(&large); }),
               "tim 18446744073709551001 deltim18446744073709551002  stats: 18446744073709551003 18446744073709551004 "
               "18446744073709551005 18446744073709551006");
     EXPECT_EQ(log.lines, texts{});
@@ -717,7 +656,7 @@ protected:
         EXPECT_EQ(vantu_fpingdq_stats_to_csvfile(&list, (dir / "latency.csv").c_str()), 0);
         EXPECT_EQ(log.lines, texts{});
         EXPECT_EQ(list.iter_active, 0);
-        return lines_of(content_of(dir / "latency.csv"));
+        return split_lines(content_of(dir / "latency.csv"));
     }
 
     temp_dir dir;

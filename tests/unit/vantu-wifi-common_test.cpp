@@ -11,81 +11,23 @@
 
 #include <algorithm>
 #include <cstring>
-#include <filesystem>
 #include <random>
-#include <set>
 #include <strings.h>
 #include <unistd.h>
 
-namespace fs = std::filesystem;
 using namespace std::string_literals;
 using namespace std::string_view_literals;
-using support::log_capture;
-using texts = std::vector<std::string>;
+using namespace support;
 
 namespace
 {
 
-template <size_t N>
-void put(char (&field)[N], const std::string &text)
-{
-    (void)snprintf(field, N, "%s", text.c_str());
-}
-
-// Characters that do not print, as the stored files write them.
-std::string printable(const std::string &text)
-{
-    std::string out;
-    for (const char c : text) {
-        char code[8];
-        (void)snprintf(code, sizeof(code), "\\x%02x", static_cast<unsigned char>(c));
-        out += c == '\n' ? "\\n" : c == '\r' ? "\\r" : c < ' ' || c > '~' ? code : std::string(1, c);
-    }
-    return out;
-}
-
-std::string lines_of(const texts &all)
-{
-    std::string out;
-    for (const std::string &line : all)
-        out += printable(line) + "\n";
-    return out;
-}
-
-template <typename Record>
-Record *at(sclist_t &list, unsigned int position)
-{
-    return static_cast<Record *>(sclist_get_at(&list, position));
-}
-
-template <typename Record>
-std::vector<Record> all_of(sclist_t &list)
-{
-    std::vector<Record> out;
-    for (unsigned int i = 0; i < sclist_size(&list); i++)
-        out.push_back(*at<Record>(list, i));
-    return out;
-}
-
-struct radio_list : sclist_t {
-    radio_list() { (void)vantu_common_radio_list_init(this); }
-    ~radio_list() { (void)vantu_common_radio_list_free(this); }
-    radio_list(const radio_list &) = delete;
-    radio_list &operator=(const radio_list &) = delete;
-};
+using radio_list = freed_list<vantu_common_radio_list_init, vantu_common_radio_list_free>;
 
 // For copies, which own nothing.
-struct radio_copies : sclist_t {
-    radio_copies() : owner(*this, vantu_common_radio_list_init) {}
-    vantu::list_owner owner;
-};
+using radio_copies = support::list<vantu_common_radio_list_init>;
 
-struct device_list : sclist_t {
-    device_list() { (void)vantu_common_device_list_init(this); }
-    ~device_list() { (void)vantu_common_device_list_free(this); }
-    device_list(const device_list &) = delete;
-    device_list &operator=(const device_list &) = delete;
-};
+using device_list = freed_list<vantu_common_device_list_init, vantu_common_device_list_free>;
 
 // What the platform reports at the next reading.
 std::vector<vantu_common_radio> radio_reading;
@@ -95,8 +37,7 @@ int reading_result = 0;
 template <typename Record>
 int report(const std::vector<Record> &reading, sclist_t *list)
 {
-    for (const Record &record : reading)
-        (void)sclist_append(list, &record);
+    append_all(list, reading);
     return reading_result;
 }
 
@@ -676,7 +617,7 @@ struct device_model {
 
 TEST(DeviceListProperty, RandomReadingsGiveWhatAPlainModelGives)
 {
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     adding_sets_user_data = true;
     reading_result = 0;
     for (unsigned int seed = 0; seed < 100; seed++) {
@@ -921,41 +862,7 @@ int init_text_rows(sclist_t *list)
         list, [](const void *) { return sizeof(text_row); }, 1);
 }
 
-struct text_rows : sclist_t {
-    text_rows() : owner(*this, init_text_rows) {}
-    vantu::list_owner owner;
-};
-
-// A file of its own for each test.
-class temp_file
-{
-public:
-    temp_file()
-    {
-        const int descriptor = mkstemp(path_);
-        if (descriptor == -1)
-            abort();
-        stream_.reset(fdopen(descriptor, "w"));
-    }
-    ~temp_file() { (void)unlink(path_); }
-    temp_file(const temp_file &) = delete;
-    temp_file &operator=(const temp_file &) = delete;
-
-    // Replaces the content.
-    void holds(std::string_view text)
-    {
-        const int descriptor = fileno(stream_.get());
-        if (pwrite(descriptor, text.data(), text.size(), 0) != static_cast<ssize_t>(text.size()) ||
-            ftruncate(descriptor, static_cast<off_t>(text.size())) != 0)
-            abort();
-    }
-
-    const char *path() const { return path_; }
-
-private:
-    char path_[32] = "/tmp/rows-test-XXXXXX";
-    support::stream stream_;
-};
+using text_rows = support::list<init_text_rows>;
 
 // As the reader counts them: of the first line, or what is read of it, up to a NUL.
 int fields_of_header(std::string_view text)
@@ -998,8 +905,8 @@ outcome read_rows(const char *path, int fields)
 
 outcome read_rows(const std::string &text)
 {
-    temp_file file;
-    file.holds(text);
+    memory_file file;
+    file.write(text);
     return read_rows(file.path(), fields_of_header(text));
 }
 
@@ -1148,8 +1055,8 @@ TEST(DataRows, AFieldOf100000CharactersComesInPieces)
 
 TEST(DataRows, ARowThatThePlatformCannotConvertIsLoggedAndKept)
 {
-    temp_file file;
-    file.holds("a,b,c\n1,2,3\n4,5,6\n");
+    memory_file file;
+    file.write("a,b,c\n1,2,3\n4,5,6\n");
     vantu_platform_ops ops = platform_of_text_rows();
     text_rows list;
     fields_of_a_row = 3;
@@ -1165,15 +1072,15 @@ TEST(DataRows, ARowThatThePlatformCannotConvertIsLoggedAndKept)
 
 TEST(DataRows, AreAppendedToWhatTheListHoldsAndAllAreCounted)
 {
-    temp_file file;
-    file.holds("a,b\n1,2\n");
+    memory_file file;
+    file.write("a,b\n1,2\n");
     vantu_platform_ops ops = platform_of_text_rows();
     text_rows list;
     fields_of_a_row = 2;
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     EXPECT_EQ(vantu_common_csv_to_data_list(&list, file.path(), &ops), 1);
     EXPECT_EQ(vantu_common_csv_to_data_list(&list, file.path(), &ops), 2);
-    file.holds("a,b\n");
+    file.write("a,b\n");
     EXPECT_EQ(vantu_common_csv_to_data_list(&list, file.path(), &ops), 2);
     EXPECT_EQ(vantu_common_csv_to_data_list(&list, "/tmp/there/is/no/such/file.csv", &ops), 2);
     EXPECT_EQ(sclist_size(&list), 2U);
@@ -1195,84 +1102,54 @@ TEST(DataRows, ADirectoryHasNone)
 
 TEST(DataRows, LeaveNoDescriptorOpen)
 {
-    const auto open_descriptors = [] {
-        const fs::directory_iterator all("/proc/self/fd");
-        return std::distance(begin(all), end(all));
-    };
-    temp_file file;
-    file.holds("a,b\n1,2\n1\n");
+    memory_file file;
+    file.write("a,b\n1,2\n1\n");
     const auto before = open_descriptors();
     (void)read_rows(file.path(), 2);
     (void)read_rows("/tmp", 1);
     EXPECT_EQ(open_descriptors(), before);
 }
 
-// The cases of the fixture directory; complains about a text without expected rows, and the other way round.
-std::set<std::string> cases()
-{
-    std::set<std::string> out;
-    for (const auto &file : fs::directory_iterator(support::fixture_path("data_rows/generic")))
-        out.insert("data_rows/generic/" + file.path().stem().string());
-    for (const std::string &name : out) {
-        for (const char *kind : {".txt", ".expected"})
-            EXPECT_TRUE(fs::exists(support::fixture_path(name + kind))) << name << kind << " is missing";
-    }
-    EXPECT_FALSE(out.empty()) << "no stored file";
-    return out;
-}
-
 TEST(DataRows, StoredFilesGiveTheExpectedRowsAndMessages)
 {
-    for (const std::string &name : cases()) {
-        const outcome got = read_rows(support::fixture(name + ".txt"));
-        EXPECT_EQ(lines_of(got.rows), support::fixture(name + ".expected")) << name;
-        const bool logs = fs::exists(support::fixture_path(name + ".log"));
-        EXPECT_EQ(lines_of(got.log), logs ? support::fixture(name + ".log") : "") << name;
+    for (const std::string &name : cases_of("data_rows/generic")) {
+        const outcome got = read_rows(fixture(name + ".txt"));
+        expect_stored(name, lines_of(got.rows), got.log);
     }
 }
 
 // Reads hostile text; there is a row or a message for every line but the header.
-void survive(temp_file &file, std::string_view text)
+void survive(memory_file &file, std::string_view text)
 {
-    file.holds(text);
+    file.write(text);
     vantu_platform_ops ops = platform_of_text_rows();
     text_rows list;
     fields_of_a_row = fields_of_header(text);
     const int count = vantu_common_csv_to_data_list(&list, file.path(), &ops);
-    ASSERT_EQ(count, static_cast<int>(sclist_size(&list))) << printable(std::string(text));
+    ASSERT_EQ(count, static_cast<int>(sclist_size(&list))) << printable(text);
     const auto lines = std::count(text.begin(), text.end(), '\n') + 1;
-    ASSERT_LE(count, lines) << printable(std::string(text));
+    ASSERT_LE(count, lines) << printable(text);
     for (int i = 0; i < count; i++)
-        ASSERT_EQ(strchr(at<text_row>(list, static_cast<unsigned int>(i))->text, '\n'), nullptr)
-            << printable(std::string(text));
+        ASSERT_EQ(strchr(at<text_row>(list, static_cast<unsigned int>(i))->text, '\n'), nullptr) << printable(text);
 }
 
 TEST(DataRows, EveryTruncationOfAStoredFileGivesSoundRows)
 {
-    const support::quiet_log quiet;
-    temp_file file;
-    for (const std::string &name : cases())
-        support::every_truncation(support::fixture(name + ".txt"), [&](auto text) { survive(file, text); });
+    const quiet_log quiet;
+    memory_file file;
+    for (const std::string &name : cases_of("data_rows/generic"))
+        every_truncation(fixture(name + ".txt"), [&](auto text) { survive(file, text); });
 }
 
 TEST(DataRows, EveryCorruptionOfAStoredFileGivesSoundRows)
 {
-    const support::quiet_log quiet;
-    temp_file file;
-    for (const std::string &name : cases())
-        support::every_corruption(support::fixture(name + ".txt"), [&](auto text) { survive(file, text); });
+    const quiet_log quiet;
+    memory_file file;
+    for (const std::string &name : cases_of("data_rows/generic"))
+        every_corruption(fixture(name + ".txt"), [&](auto text) { survive(file, text); });
 }
 
 // ---- Printing ----
-
-template <typename Print>
-std::string printed(Print print)
-{
-    testing::internal::CaptureStdout();
-    print();
-    (void)fflush(stdout);
-    return testing::internal::GetCapturedStdout();
-}
 
 TEST(Print, ALineForEachRadio)
 {
@@ -1285,7 +1162,7 @@ TEST(Print, ALineForEachRadio)
     ASSERT_EQ(sclist_append(&list, &radio), 1);
     radio = radio_named("12345678");
     ASSERT_EQ(sclist_append(&list, &radio), 1);
-    EXPECT_EQ(printed([&] { vantu_common_radio_print(&list); }),
+    EXPECT_EQ(standard_output_of([&] { vantu_common_radio_print(&list); }),
               "wl0 -92 36 18446744073709551615 4294967296\n12345678 0 0 0 0\n");
     EXPECT_EQ(list.iter_active, 0);
 }
@@ -1302,7 +1179,7 @@ TEST(Print, ALineForEachDevice)
     ASSERT_EQ(sclist_append(&list, &device), 1);
     device = {};
     ASSERT_EQ(sclist_append(&list, &device), 1);
-    EXPECT_EQ(printed([&] { vantu_common_devices_print(&list); }),
+    EXPECT_EQ(standard_output_of([&] { vantu_common_devices_print(&list); }),
               "tablet wl1 02:00:00:00:00:01 192.0.2.1 -90 -51 4294967296 18446744073709551615\n"
               "    0 0 0 0\n");
     EXPECT_EQ(list.iter_active, 0);
@@ -1312,7 +1189,7 @@ TEST(Print, NothingForEmptyLists)
 {
     radio_list radios;
     device_list devices;
-    EXPECT_EQ(printed([&] {
+    EXPECT_EQ(standard_output_of([&] {
                   vantu_common_radio_print(&radios);
                   vantu_common_devices_print(&devices);
               }),

@@ -15,6 +15,8 @@
 #include <type_traits>
 #include <unistd.h>
 
+using namespace support;
+
 namespace
 {
 
@@ -168,37 +170,6 @@ TEST(VantuIp, TextOfAnAddressParsesToTheSameAddress)
     }
 }
 
-// Everything that is left on a stream.
-std::string rest_of(FILE *stream)
-{
-    std::string text;
-    char part[64];
-    for (size_t got; (got = fread(part, 1, sizeof(part), stream)) > 0;)
-        text.append(part, got);
-    return text;
-}
-
-// A file with a few lines that vanishes with its owner.
-class temporary_file
-{
-public:
-    explicit temporary_file(std::string_view text)
-    {
-        const int fd = mkstemp(path_);
-        if (fd < 0 || write(fd, text.data(), text.size()) != static_cast<ssize_t>(text.size()))
-            abort();
-        (void)close(fd);
-    }
-    ~temporary_file() { (void)unlink(path_); }
-    temporary_file(const temporary_file &) = delete;
-    temporary_file &operator=(const temporary_file &) = delete;
-
-    const char *path() const { return path_; }
-
-private:
-    char path_[32] = "/tmp/vantu_ip_test.XXXXXX";
-};
-
 TEST(CommandSource, CommandOutputIsReadThroughTheShell)
 {
     FILE *stream = _ll_popen_cmd_or_testfile("printf 'one\\ntwo\\n'; echo $((40 + 2))", "sample.txt");
@@ -218,7 +189,7 @@ TEST(CommandSource, ExitStatusOfTheCommandComesBackFromPclose)
 
 TEST(CommandSource, MissingCommandStillYieldsAnEmptyStream)
 {
-    const support::log_capture log;
+    const log_capture log;
     FILE *stream = _ll_popen_cmd_or_testfile("/nonexistent/wlctl assoclist 2>/dev/null", "sample.txt");
     ASSERT_NE(stream, nullptr);
     EXPECT_EQ(fgetc(stream), EOF);
@@ -229,7 +200,7 @@ TEST(CommandSource, MissingCommandStillYieldsAnEmptyStream)
 
 TEST(CommandSource, FileIsReadAsItStands)
 {
-    const temporary_file file("line\r\nlast without end");
+    const memory_file file("line\r\nlast without end");
     FILE *stream = _ll_fopen_text_or_testfile(file.path(), "sample.txt");
     ASSERT_NE(stream, nullptr);
     EXPECT_EQ(rest_of(stream), "line\r\nlast without end");
@@ -238,7 +209,7 @@ TEST(CommandSource, FileIsReadAsItStands)
 
 TEST(CommandSource, FileIsOpenedForReadingOnly)
 {
-    const temporary_file file("text");
+    const memory_file file("text");
     const support::stream stream(_ll_fopen_text_or_testfile(file.path(), "sample.txt"));
     ASSERT_NE(stream, nullptr);
     EXPECT_EQ(fcntl(fileno(stream.get()), F_GETFL) & O_ACCMODE, O_RDONLY);
@@ -247,7 +218,7 @@ TEST(CommandSource, FileIsOpenedForReadingOnly)
 
 TEST(CommandSource, MissingFileIsANullStreamAndNoLogLine)
 {
-    const support::log_capture log;
+    const log_capture log;
     errno = 0;
     EXPECT_EQ(_ll_fopen_text_or_testfile("/nonexistent/leases", "sample.txt"), nullptr);
     EXPECT_EQ(errno, ENOENT);
@@ -277,7 +248,7 @@ private:
 
 TEST(CommandSource, TooManyOpenFilesIsANullStreamAndNoLogLine)
 {
-    const support::log_capture log;
+    const log_capture log;
     FILE *command = nullptr;
     FILE *file = nullptr;
     {
@@ -293,8 +264,8 @@ TEST(CommandSource, TooManyOpenFilesIsANullStreamAndNoLogLine)
 // Samples are not selected in this build, not even when a file of that very name lies there to be read.
 TEST(CommandSource, NameOfTheSampleIsIgnored)
 {
-    const temporary_file sample("the sample");
-    const temporary_file live("the live text");
+    const memory_file sample("the sample");
+    const memory_file live("the live text");
     for (const char *name : {sample.path(), "/nonexistent/sample.txt", "", static_cast<const char *>(nullptr)}) {
         FILE *command = _ll_popen_cmd_or_testfile("printf 'the live text'", name);
         ASSERT_NE(command, nullptr);
@@ -337,15 +308,16 @@ TEST(CommandSource, OpenStreamsAreNotInheritedByChildren)
 
 TEST(CommandSource, ToolStartedWhileAFileIsOpenDoesNotSeeIt)
 {
-    const temporary_file leases("lease");
-    const support::stream file(_ll_fopen_text_or_testfile(leases.path(), "sample.txt"));
+    const temp_dir dir;
+    write_file(dir / "leases", "lease");
+    const support::stream file(_ll_fopen_text_or_testfile((dir / "leases").c_str(), "sample.txt"));
     ASSERT_NE(file, nullptr);
     FILE *command = _ll_popen_cmd_or_testfile("ls -l /proc/self/fd", "sample.txt");
     ASSERT_NE(command, nullptr);
     const std::string listing = rest_of(command);
     EXPECT_EQ(pclose(command), 0);
     EXPECT_NE(listing.find("pipe:"), std::string::npos) << listing;
-    EXPECT_EQ(listing.find(leases.path()), std::string::npos) << listing;
+    EXPECT_EQ(listing.find(dir.path()), std::string::npos) << listing;
 }
 
 } // namespace

@@ -3,50 +3,20 @@
 
 #include "vantu-ll-api/vantu_ll_iproute.h"
 
-#include "list_owner.hpp"
 #include "support.hpp"
 
 #include <gtest/gtest.h>
 
 #include <arpa/inet.h>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
-#include <filesystem>
-#include <set>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-namespace fs = std::filesystem;
 using namespace std::string_literals;
-using support::log_capture;
-using support::stream_of;
-using texts = std::vector<std::string>;
+using namespace support;
 
 namespace
 {
-
-// Characters that do not print, as the stored files write them.
-std::string printable(const std::string &text)
-{
-    std::string out;
-    for (const char c : text) {
-        char code[8];
-        (void)snprintf(code, sizeof(code), "\\x%02x", static_cast<unsigned char>(c));
-        out += c == '\n' ? "\\n" : c == '\r' ? "\\r" : c < ' ' || c > '~' ? code : std::string(1, c);
-    }
-    return out;
-}
-
-std::string lines_of(const texts &all)
-{
-    std::string out;
-    for (const std::string &line : all)
-        out += printable(line) + "\n";
-    return out;
-}
 
 std::string dump(const ip_neigh &neighbour)
 {
@@ -76,10 +46,7 @@ texts dump(sclist_t &list)
     return out;
 }
 
-struct neighbours : sclist_t {
-    neighbours() : owner(*this, vantu_ll_iproute_ipneigh_list_init) {}
-    vantu::list_owner owner;
-};
+using neighbours = support::list<vantu_ll_iproute_ipneigh_list_init>;
 
 struct outcome {
     int result;
@@ -95,123 +62,10 @@ outcome parse(std::string_view text)
     return {result, dump(list), log.lines};
 }
 
-// A directory of its own for each test.
-class temp_dir
-{
-public:
-    temp_dir()
-    {
-        if (mkdtemp(path_) == nullptr)
-            abort();
-    }
-    ~temp_dir() { fs::remove_all(path_); }
-    temp_dir(const temp_dir &) = delete;
-    temp_dir &operator=(const temp_dir &) = delete;
-
-    std::string operator/(const std::string &name) const { return std::string(path_) + "/" + name; }
-    std::string path() const { return path_; }
-
-private:
-    char path_[32] = "/tmp/iproute-test-XXXXXX";
+// An `ip` that prints `output`.
+struct fake_ip : fake_tool {
+    explicit fake_ip(const std::string &output) : fake_tool("ip", output) {}
 };
-
-// Puts a directory in front of the search path while it lives, or in place of it.
-class search_path
-{
-public:
-    search_path(const std::string &dir, bool only) : before_(getenv("PATH") != nullptr ? getenv("PATH") : "")
-    {
-        setenv("PATH", (only ? dir : dir + ":" + before_).c_str(), 1);
-    }
-    ~search_path() { setenv("PATH", before_.c_str(), 1); }
-    search_path(const search_path &) = delete;
-    search_path &operator=(const search_path &) = delete;
-
-private:
-    std::string before_;
-};
-
-// An `ip` that prints `output`; what it was called with stands in the file "calls".
-class fake_ip
-{
-public:
-    explicit fake_ip(const std::string &output) : path_(dir_.path(), false) { prints(output); }
-
-    void prints(const std::string &output)
-    {
-        std::ofstream(dir_ / "output", std::ios::binary) << output;
-        std::ofstream(dir_ / "ip") << "#!/bin/sh\necho \"$#:$*\" >> '" + dir_.path() + "/calls'\ncat '" + dir_.path() +
-                                          "/output'\n";
-        chmod((dir_ / "ip").c_str(), 0755);
-    }
-
-    std::string calls() const
-    {
-        std::ifstream file(dir_ / "calls");
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
-private:
-    temp_dir dir_;
-    search_path path_;
-};
-
-// The exit status of a child process that ends with the result of `run`, or minus the signal that killed it.
-int in_child(const std::function<int()> &run)
-{
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(run());
-    int status = 0;
-    (void)waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
-void forbid_new_descriptors()
-{
-    const rlimit none = {0, 0};
-    (void)setrlimit(RLIMIT_NOFILE, &none);
-}
-
-bool no_child_is_left()
-{
-    return waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD;
-}
-
-size_t open_descriptors()
-{
-    const fs::directory_iterator all("/proc/self/fd");
-    return static_cast<size_t>(std::distance(begin(all), end(all)));
-}
-
-// The cases of a fixture directory; complains about a text without expected records, and the other way round.
-std::set<std::string> cases_of(const std::string &tool)
-{
-    std::set<std::string> cases;
-    for (const auto &file : fs::directory_iterator(support::fixture_path(tool)))
-        cases.insert(file.path().stem().string());
-    for (const std::string &name : cases) {
-        for (const char *kind : {".txt", ".expected"}) {
-            const std::string path = support::fixture_path(tool + "/" + name + kind);
-            EXPECT_TRUE(fs::exists(path)) << path << " is missing";
-        }
-    }
-    EXPECT_FALSE(cases.empty()) << "no stored output for " << tool;
-    return cases;
-}
-
-// `text`, filled up with 'p' in place of its '~' until it has `length` characters.
-std::string filled(std::string text, size_t length)
-{
-    text.replace(text.find('~'), 1, std::string(length - text.size() + 1, 'p'));
-    return text;
-}
-
-template <size_t N>
-bool is_text(const char (&field)[N])
-{
-    return memchr(field, '\0', N) != nullptr;
-}
 
 // What holds for each record whatever the line was.
 bool is_sound(const ip_neigh &neighbour)
@@ -229,8 +83,8 @@ bool is_sound(const ip_neigh &neighbour)
 void survive(std::string_view text)
 {
     neighbours list;
-    ASSERT_EQ(_internal_iproute_get_ip_neigh_parse(stream_of(text).get(), &list), 0) << printable(std::string(text));
-    ASSERT_LE(sclist_size(&list), (text.size() + 1) / 8) << printable(std::string(text));
+    ASSERT_EQ(_internal_iproute_get_ip_neigh_parse(stream_of(text).get(), &list), 0) << printable(text);
+    ASSERT_LE(sclist_size(&list), (text.size() + 1) / 8) << printable(text);
     unsigned int walked = 0;
     bool sound = true;
     SCLIST_FOREACH(const ip_neigh, neighbour, &list) {
@@ -238,35 +92,32 @@ void survive(std::string_view text)
         sound = sound && is_sound(*neighbour);
     }
     SCLIST_FOREACH_END(&list)
-    ASSERT_TRUE(sound) << printable(std::string(text));
-    ASSERT_EQ(walked, sclist_size(&list)) << printable(std::string(text));
+    ASSERT_TRUE(sound) << printable(text);
+    ASSERT_EQ(walked, sclist_size(&list)) << printable(text);
 }
 
 TEST(NeighbourParser, StoredOutputsGiveTheExpectedRecordsAndMessages)
 {
     for (const std::string &name : cases_of("ip_neigh")) {
-        const std::string base = "ip_neigh/" + name;
-        const std::string text = support::fixture(base + ".txt");
+        const std::string text = fixture(name + ".txt");
         const outcome got = parse(text);
-        EXPECT_EQ(got.result, 0) << base;
-        EXPECT_EQ(lines_of(got.records), support::fixture(base + ".expected")) << base;
-        const bool logs = fs::exists(support::fixture_path(base + ".log"));
-        EXPECT_EQ(lines_of(got.log), logs ? support::fixture(base + ".log") : "") << base;
+        EXPECT_EQ(got.result, 0) << name;
+        expect_stored(name, lines_of(got.records), got.log);
     }
 }
 
 TEST(NeighbourParser, EveryTruncationOfAStoredOutputGivesSoundRecords)
 {
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     for (const std::string &name : cases_of("ip_neigh"))
-        support::every_truncation(support::fixture("ip_neigh/" + name + ".txt"), survive);
+        every_truncation(fixture(name + ".txt"), survive);
 }
 
 TEST(NeighbourParser, EveryCorruptionOfAStoredOutputGivesSoundRecords)
 {
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     for (const std::string &name : cases_of("ip_neigh"))
-        support::every_corruption(support::fixture("ip_neigh/" + name + ".txt"), survive);
+        every_corruption(fixture(name + ".txt"), survive);
 }
 
 TEST(NeighbourParser, Lines)
@@ -465,7 +316,7 @@ TEST(NeighbourList, InitialiserReturnsZeroAndAnEmptyList)
 TEST(NeighbourList, IsSoughtByMacOrAddressInAnyCase)
 {
     neighbours list;
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     (void)_internal_iproute_get_ip_neigh_parse(stream_of("2001:db8::ab dev br0 lladdr 02:00:00:00:00:aa STALE\n"
                                                          "192.0.2.2 dev br1 lladdr 02:00:00:00:00:BB STALE\n"
                                                          "192.0.2.3 dev br2 FAILED\n"
@@ -516,11 +367,11 @@ TEST(NeighbourList, RecordsAreEqualWhenTheirAddressTextsAreIdentical)
 
 TEST(NeighbourReader, AsksTheToolOnceAndReturnsTheNumberOfRecords)
 {
-    fake_ip ip(support::fixture("ip_neigh/bridge.txt"));
+    fake_ip ip(fixture("ip_neigh/bridge.txt"));
     neighbours list;
     log_capture log;
     EXPECT_EQ(vantu_ll_iproute_get_ip_neigh(&list), 6);
-    EXPECT_EQ(lines_of(dump(list)), support::fixture("ip_neigh/bridge.expected"));
+    EXPECT_EQ(lines_of(dump(list)), fixture("ip_neigh/bridge.expected"));
     EXPECT_EQ(ip.calls(), "1:neigh\n");
     EXPECT_EQ(log.lines, texts{});
     EXPECT_TRUE(no_child_is_left());
@@ -568,7 +419,7 @@ TEST(NeighbourReader, APipeThatCannotBeOpenedLeavesAnEmptyListAndNoMessage)
 
 TEST(NeighbourReader, LeavesNoDescriptorOpen)
 {
-    fake_ip ip(support::fixture("ip_neigh/statistics.txt"));
+    fake_ip ip(fixture("ip_neigh/statistics.txt"));
     neighbours list;
     const size_t before = open_descriptors();
     (void)vantu_ll_iproute_get_ip_neigh(&list);

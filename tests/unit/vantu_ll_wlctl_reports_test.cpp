@@ -6,27 +6,20 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <dlfcn.h>
 #include <filesystem>
 #include <set>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
 using namespace std::string_literals;
-using support::log_capture;
-using support::stream_of;
-using texts = std::vector<std::string>;
+using namespace support;
 
 namespace
 {
-
-int pclose_error = 0; // what pclose fails with
 
 // While it lives a tool is not run but prints `text`, which must outlive it.
 class canned
@@ -59,42 +52,18 @@ canned *canned::active = nullptr;
 // These two stand before the C library's.
 extern "C" FILE *popen(const char *command, const char *mode)
 {
-    static const auto real = reinterpret_cast<FILE *(*)(const char *, const char *)>(dlsym(RTLD_NEXT, "popen"));
-    return canned::active != nullptr ? canned::active->open(command) : real(command, mode);
+    return canned::active != nullptr ? canned::active->open(command)
+                                     : real<FILE *(const char *, const char *)>("popen")(command, mode);
 }
 
 extern "C" int pclose(FILE *pipe)
 {
-    static const auto real = reinterpret_cast<int (*)(FILE *)>(dlsym(RTLD_NEXT, "pclose"));
-    const int status = canned::active != nullptr && canned::active->owns(pipe) ? fclose(pipe) : real(pipe);
-    if (pclose_error == 0)
-        return status;
-    errno = pclose_error;
-    return -1;
+    const bool canned_one = canned::active != nullptr && canned::active->owns(pipe);
+    return pclose_answer(canned_one ? fclose(pipe) : real<int(FILE *)>("pclose")(pipe));
 }
 
 namespace
 {
-
-// Characters that do not print, as the stored files write them.
-std::string printable(const std::string &text)
-{
-    std::string out;
-    for (const char c : text) {
-        char code[8];
-        (void)snprintf(code, sizeof(code), "\\x%02x", static_cast<unsigned char>(c));
-        out += c == '\n' ? "\\n" : c == '\r' ? "\\r" : c < ' ' || c > '~' ? code : std::string(1, c);
-    }
-    return out;
-}
-
-std::string lines_of(const texts &all)
-{
-    std::string out;
-    for (const std::string &line : all)
-        out += printable(line) + "\n";
-    return out;
-}
 
 std::string number(uint64_t value)
 {
@@ -399,86 +368,10 @@ texts operator+(texts all, const texts &more)
     return all;
 }
 
-// A directory of its own for each test.
-class temp_dir
-{
-public:
-    temp_dir()
-    {
-        if (mkdtemp(path_) == nullptr)
-            abort();
-    }
-    ~temp_dir() { fs::remove_all(path_); }
-    temp_dir(const temp_dir &) = delete;
-    temp_dir &operator=(const temp_dir &) = delete;
-
-    std::string operator/(const std::string &name) const { return std::string(path_) + "/" + name; }
-    std::string path() const { return path_; }
-
-private:
-    char path_[32] = "/tmp/reports-test-XXXXXX";
+// A `wlctl` that prints `output`.
+struct fake_wlctl : fake_tool {
+    explicit fake_wlctl(const std::string &output, int exit_status = 0) : fake_tool("wlctl", output, exit_status) {}
 };
-
-// Puts a directory in front of the search path while it lives, or in place of it.
-class search_path
-{
-public:
-    search_path(const std::string &dir, bool only) : before_(getenv("PATH") != nullptr ? getenv("PATH") : "")
-    {
-        setenv("PATH", (only ? dir : dir + ":" + before_).c_str(), 1);
-    }
-    ~search_path() { setenv("PATH", before_.c_str(), 1); }
-    search_path(const search_path &) = delete;
-    search_path &operator=(const search_path &) = delete;
-
-private:
-    std::string before_;
-};
-
-// A `wlctl` that prints `output`; what it was called with stands in the file "calls".
-class fake_wlctl
-{
-public:
-    explicit fake_wlctl(const std::string &output, int exit_status = 0) : path_(dir_.path(), false)
-    {
-        std::ofstream(dir_ / "output", std::ios::binary) << output;
-        std::ofstream(dir_ / "wlctl") << "#!/bin/sh\necho \"$*\" >> '" + dir_.path() + "/calls'\ncat '" + dir_.path() +
-                                             "/output'\nexit " + std::to_string(exit_status) + "\n";
-        chmod((dir_ / "wlctl").c_str(), 0755);
-    }
-
-    std::string calls() const
-    {
-        std::ifstream file(dir_ / "calls");
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
-private:
-    temp_dir dir_;
-    search_path path_;
-};
-
-// The exit status of a child process that ends with the result of `run`, or minus the signal that killed it.
-int in_child(const std::function<int()> &run)
-{
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(run());
-    int status = 0;
-    (void)waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
-bool no_child_is_left()
-{
-    return waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD;
-}
-
-size_t open_descriptors()
-{
-    const fs::directory_iterator all("/proc/self/fd");
-    return static_cast<size_t>(std::distance(begin(all), end(all)));
-}
 
 // ---- What all readers share ----
 
@@ -491,7 +384,8 @@ TEST(ReportReaders, AskTheToolOnceAndOnlyTheCountersReaderTellsItsCommand)
         const std::string command = command_of(each, "wl1.2");
         EXPECT_EQ(got.result, 0) << each.name;
         EXPECT_EQ(got.record, each.read) << each.name;
-        EXPECT_EQ(tool.calls(), command.substr(strlen("wlctl ")) + "\n") << each.name;
+        const auto blanks = std::count(command.begin(), command.end(), ' ');
+        EXPECT_EQ(tool.calls(), std::to_string(blanks) + ":" + command.substr(strlen("wlctl ")) + "\n") << each.name;
         EXPECT_EQ(log.lines, trace_of(each, command)) << each.name;
     }
 }
@@ -553,8 +447,7 @@ TEST(ReportReaders, AToolThatCannotBeStartedGivesTheirResultAndMessage)
     for (const reader &each : readers) {
         EXPECT_EQ(in_child([&] {
                       log_capture log;
-                      const rlimit none = {0, 0};
-                      (void)setrlimit(RLIMIT_NOFILE, &none);
+                      forbid_new_descriptors();
                       const outcome got = each.run("wl0");
                       const std::string command = command_of(each, "wl0");
                       if (got.result != each.without_stream)
@@ -572,7 +465,7 @@ TEST(ReportReaders, AnEmptyReportIsNotUnderstood)
 {
     for (const reader &each : readers) {
         const canned tool("");
-        const support::quiet_log quiet;
+        const quiet_log quiet;
         const outcome got = each.run("wl0");
         EXPECT_EQ(got.result, -1) << each.name;
         EXPECT_EQ(got.record, each.unread) << each.name;
@@ -583,7 +476,7 @@ TEST(ReportReaders, AMissingToolIsAnEmptyReport)
 {
     const temp_dir nothing;
     const search_path path(nothing.path(), true);
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     const outcome got = readers[0].run("wl0");
     EXPECT_EQ(got.result, -1);
     EXPECT_EQ(got.record, readers[0].unread);
@@ -608,7 +501,7 @@ TEST(ReportReaders, LinesBehindTheReportAreNotRead)
     for (const reader &each : readers) {
         const std::string report = each.report + "more\n";
         const canned tool(report);
-        const support::quiet_log quiet;
+        const quiet_log quiet;
         const outcome got = each.run("wl0");
         EXPECT_EQ(got.result, 0) << each.name;
         EXPECT_EQ(got.record, each.read) << each.name;
@@ -619,7 +512,7 @@ TEST(ReportReaders, TheExitStatusOfTheToolDoesNotCount)
 {
     for (const reader &each : readers) {
         const fake_wlctl tool(each.report, 1);
-        const support::quiet_log quiet;
+        const quiet_log quiet;
         EXPECT_EQ(each.run("wl0").result, 0) << each.name;
     }
 }
@@ -631,7 +524,7 @@ TEST(ReportReaders, AToolThatWasReapedByAnotherCountsAsSuccessWhateverWasParsed)
             const fake_wlctl tool(understood ? each.report : "");
             EXPECT_EQ(in_child([&] {
                           (void)signal(SIGCHLD, SIG_IGN);
-                          const support::quiet_log quiet;
+                          const quiet_log quiet;
                           const outcome got = each.run("wl0");
                           if (got.result != 0)
                               return 1;
@@ -666,7 +559,7 @@ TEST(ReportReaders, LeaveNoDescriptorAndNoChild)
 {
     for (const reader &each : readers) {
         const fake_wlctl tool(each.report);
-        const support::quiet_log quiet;
+        const quiet_log quiet;
         const size_t before = open_descriptors();
         (void)each.run("wl0");
         EXPECT_EQ(open_descriptors(), before) << each.name;
@@ -723,57 +616,21 @@ TEST(ReportReaders, ARadioNameThatTheShellWouldInterpretIsRefusedAndNothingRuns)
     EXPECT_EQ(tool.calls(), "");
 }
 
-// The source files that log while it lives.
-class log_files
-{
-public:
-    log_files()
-    {
-        static const bool registered = log_add_callback(receive, nullptr, LOG_C_TRACE) == 0;
-        if (!registered)
-            abort();
-        names().clear();
-    }
-    static std::set<std::string> &names()
-    {
-        static std::set<std::string> all;
-        return all;
-    }
-
-private:
-    static void receive(log_Event *ev) { names().insert(ev->file); }
-};
-
 TEST(ReportReaders, EveryMessageNamesTheModulesFile)
 {
-    const support::quiet_log quiet;
     for (const reader &each : readers) {
         const canned tool("nonsense\n");
-        const log_files files;
+        const log_capture log;
         (void)each.run("wl0");
         (void)each.run("wl0;");
         pclose_error = EINTR;
         (void)each.run("wl0");
         pclose_error = 0;
-        EXPECT_EQ(log_files::names(), std::set<std::string>{"vantu_ll_wlctl_reports.cpp"}) << each.name;
+        EXPECT_EQ(log.files(), std::set<std::string>{"vantu_ll_wlctl_reports.cpp"}) << each.name;
     }
 }
 
 // ---- Stored reports ----
-
-// The cases of a fixture directory; complains about a text without expected records, and the other way round.
-std::set<std::string> cases_of(const std::string &tool)
-{
-    std::set<std::string> cases;
-    for (const auto &file : fs::directory_iterator(support::fixture_path(tool)))
-        cases.insert(tool + "/" + file.path().stem().string());
-    for (const std::string &name : cases) {
-        for (const char *kind : {".txt", ".expected"})
-            EXPECT_TRUE(fs::exists(support::fixture_path(name + kind))) << name << kind << " is missing";
-    }
-    EXPECT_FALSE(cases.empty()) << "no stored output for " << tool;
-    return cases;
-}
 
 // A report of which outputs are stored, read into a record of zeroes.
 struct stored {
@@ -798,12 +655,6 @@ outcome read_default(std::string_view text)
     Record record = {};
     const int result = Read(&record);
     return {result, dump(record)};
-}
-
-template <size_t N>
-bool is_text(const char (&field)[N])
-{
-    return memchr(field, '\0', N) != nullptr;
 }
 
 bool failed_or_done(int result)
@@ -858,36 +709,32 @@ TEST(StoredReports, GiveTheExpectedRecordsAndMessages)
 {
     for (const stored &report : reports) {
         for (const std::string &name : cases_of(report.fixtures)) {
-            const std::string text = support::fixture(name + ".txt");
+            const std::string text = fixture(name + ".txt");
             log_capture log;
             const outcome got = report.run(text);
-            EXPECT_EQ("result=" + std::to_string(got.result) + "\n" + lines_of(got.record),
-                      support::fixture(name + ".expected"))
-                << name;
-            const bool logs = fs::exists(support::fixture_path(name + ".log"));
-            EXPECT_EQ(lines_of(log.lines), logs ? support::fixture(name + ".log") : "") << name;
+            expect_stored(name, "result=" + std::to_string(got.result) + "\n" + lines_of(got.record), log.lines);
         }
     }
 }
 
 TEST(StoredReports, EveryTruncationIsSurvived)
 {
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     for (const stored &report : reports) {
         for (const std::string &name : cases_of(report.fixtures))
-            support::every_truncation(support::fixture(name + ".txt"), [&](std::string_view text) {
-                ASSERT_TRUE(report.sound(text)) << name << ": " << printable(std::string(text));
+            every_truncation(fixture(name + ".txt"), [&](std::string_view text) {
+                ASSERT_TRUE(report.sound(text)) << name << ": " << printable(text);
             });
     }
 }
 
 TEST(StoredReports, EveryCorruptionIsSurvived)
 {
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     for (const stored &report : reports) {
         for (const std::string &name : cases_of(report.fixtures))
-            support::every_corruption(support::fixture(name + ".txt"), [&](std::string_view text) {
-                ASSERT_TRUE(report.sound(text)) << name << ": " << printable(std::string(text));
+            every_corruption(fixture(name + ".txt"), [&](std::string_view text) {
+                ASSERT_TRUE(report.sound(text)) << name << ": " << printable(text);
             });
     }
 }
@@ -1009,14 +856,6 @@ const texts counter_lines = {
     "       tx frames time expired: 11 \n",
 };
 
-std::string joined(const texts &all)
-{
-    std::string out;
-    for (const std::string &each : all)
-        out += each;
-    return out;
-}
-
 outcome parse_counters(const std::string &text)
 {
     vantu_ll_wlctl_wme_counters_data data = used_counters;
@@ -1029,7 +868,7 @@ TEST(CategoryCounters, FillOneCategoryWhateverItsTitle)
     for (const char *title : {"title\n", "\n", "AC_BE:\n", "%s%n\n", "AC_BE: tx frames: 9 bytes: 9\n"}) {
         texts lines = counter_lines;
         lines[0] = title;
-        const outcome got = parse_counters(joined(lines));
+        const outcome got = parse_counters(joined(lines, ""));
         EXPECT_EQ(got.result, 0) << title;
         EXPECT_EQ(got.record, texts{"tx=1/2 failed=3/4 rx=5/6 failed=7/8 forward=9/10 expired=11"}) << title;
     }
@@ -1046,7 +885,7 @@ TEST(CategoryCounters, AMissingLineFailsAndWhatWasReadBeforeStays)
     };
     for (size_t count = 0; count < 5; count++) {
         const outcome got =
-            parse_counters(joined(texts(counter_lines.begin(), counter_lines.begin() + static_cast<long>(count))));
+            parse_counters(joined(texts(counter_lines.begin(), counter_lines.begin() + static_cast<long>(count)), ""));
         EXPECT_EQ(got.result, -1) << count;
         EXPECT_EQ(got.record, texts{reads[count]}) << count; // the category is zeroed first
     }
@@ -1095,7 +934,7 @@ TEST(CategoryCounters, Lines)
     for (const auto &row : rows) {
         texts lines = counter_lines;
         lines[row.line] = row.text;
-        const outcome got = parse_counters(joined(lines));
+        const outcome got = parse_counters(joined(lines, ""));
         EXPECT_EQ(got.result, row.result) << row.name;
         EXPECT_EQ(got.record, texts{row.read}) << row.name;
     }
@@ -1108,7 +947,7 @@ TEST(CategoryCounters, AReportThatIsCutInItsThirdCategoryKeepsTheFirstTwo)
     for (const size_t length : {third - 1, third}) { // without and with the third title
         const std::string cut = report.substr(0, length);
         const canned tool(cut);
-        const support::quiet_log quiet;
+        const quiet_log quiet;
         const outcome got = readers[0].run("wl0");
         EXPECT_EQ(got.result, -1);
         EXPECT_EQ(got.record,
@@ -1122,7 +961,7 @@ TEST(CategoryCounters, TheOrderOfTheBlocksDecidesNotTheirNames)
     for (const char *name : {"AC_BE", "AC_BK", "AC_VI"})
         report.replace(report.find(name), 5, "AC_VO");
     const canned tool(report);
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     EXPECT_EQ(readers[0].run("wl0").record, counters_read);
 }
 
@@ -1446,7 +1285,7 @@ TEST(AccessParameters, Lines)
         texts lines = access_lines;
         lines[row.line] = row.text;
         vantu_ll_wlctl_wme_ac_data data = used_ac;
-        EXPECT_EQ(_get_wme_ac_data(stream_of(joined(lines)).get(), &data), row.result) << row.name;
+        EXPECT_EQ(_get_wme_ac_data(stream_of(joined(lines, "")).get(), &data), row.result) << row.name;
         EXPECT_EQ(dump(data), row.read) << row.name;
     }
 }

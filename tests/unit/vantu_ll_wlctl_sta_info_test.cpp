@@ -13,63 +13,25 @@
 #include <csignal>
 #include <cstddef>
 #include <cstring>
-#include <dlfcn.h>
 #include <filesystem>
 #include <set>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
 using namespace std::string_literals;
-using support::log_capture;
-using support::stream_of;
-using texts = std::vector<std::string>;
+using namespace support;
 using sta_info = vantu_ll_wlctl_sta_info;
 using wme_data = vantu_ll_wlctl_wme_counters_data;
 using wme_counters = vantu_ll_wlctl_wme_counters;
 
-namespace
-{
-
-int pclose_error = 0; // what pclose fails with
-
-} // namespace
-
 // Stands before the C library's: closes the pipe, and then fails when the test says so.
 extern "C" int pclose(FILE *pipe)
 {
-    static const auto real = reinterpret_cast<int (*)(FILE *)>(dlsym(RTLD_NEXT, "pclose"));
-    const int status = real(pipe);
-    if (pclose_error == 0)
-        return status;
-    errno = pclose_error;
-    return -1;
+    return pclose_answer(real<int(FILE *)>("pclose")(pipe));
 }
 
 namespace
 {
-
-// Characters that do not print, as the stored files write them.
-std::string printable(const std::string &text)
-{
-    std::string out;
-    for (const char c : text) {
-        char code[8];
-        (void)snprintf(code, sizeof(code), "\\x%02x", static_cast<unsigned char>(c));
-        out += c == '\n' ? "\\n" : c == '\r' ? "\\r" : c < ' ' || c > '~' ? code : std::string(1, c);
-    }
-    return out;
-}
-
-std::string lines_of(const texts &all)
-{
-    std::string out;
-    for (const std::string &line : all)
-        out += printable(line) + "\n";
-    return out;
-}
 
 // One field of a record: its name, its value as text, and for the counters how to set it.
 template <typename Record>
@@ -194,104 +156,14 @@ outcome parse(std::string_view text)
     const int result = internal_wlctl_get_sta_info_file(stream_of(text).get(), &info);
     if (result == 0)
         return {result, dump(info), log.lines};
-    EXPECT_TRUE(same_bytes(info, used_info())) << printable(std::string(text));
+    EXPECT_TRUE(same_bytes(info, used_info())) << printable(text);
     return {result, {}, log.lines};
 }
 
-// A directory of its own for each test.
-class temp_dir
-{
-public:
-    temp_dir()
-    {
-        if (mkdtemp(path_) == nullptr)
-            abort();
-    }
-    ~temp_dir() { fs::remove_all(path_); }
-    temp_dir(const temp_dir &) = delete;
-    temp_dir &operator=(const temp_dir &) = delete;
-
-    std::string operator/(const std::string &name) const { return std::string(path_) + "/" + name; }
-    std::string path() const { return path_; }
-
-private:
-    char path_[32] = "/tmp/sta-info-test-XXXXXX";
+// A `wlctl` that prints `output`.
+struct fake_wlctl : fake_tool {
+    explicit fake_wlctl(const std::string &output, int exit_status = 0) : fake_tool("wlctl", output, exit_status) {}
 };
-
-// Puts a directory in front of the search path while it lives, or in place of it.
-class search_path
-{
-public:
-    search_path(const std::string &dir, bool only) : before_(getenv("PATH") != nullptr ? getenv("PATH") : "")
-    {
-        setenv("PATH", (only ? dir : dir + ":" + before_).c_str(), 1);
-    }
-    ~search_path() { setenv("PATH", before_.c_str(), 1); }
-    search_path(const search_path &) = delete;
-    search_path &operator=(const search_path &) = delete;
-
-private:
-    std::string before_;
-};
-
-// A `wlctl` that prints `output`; what it was called with stands in the file "calls".
-class fake_wlctl
-{
-public:
-    explicit fake_wlctl(const std::string &output, int exit_status = 0) : path_(dir_.path(), false)
-    {
-        std::ofstream(dir_ / "output", std::ios::binary) << output;
-        std::ofstream(dir_ / "wlctl") << "#!/bin/sh\necho \"$#:$*\" >> '" + dir_.path() + "/calls'\ncat '" +
-                                             dir_.path() + "/output'\nexit " + std::to_string(exit_status) + "\n";
-        chmod((dir_ / "wlctl").c_str(), 0755);
-    }
-
-    std::string calls() const
-    {
-        std::ifstream file(dir_ / "calls");
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
-private:
-    temp_dir dir_;
-    search_path path_;
-};
-
-// The exit status of a child process that ends with the result of `run`, or minus the signal that killed it.
-int in_child(const std::function<int()> &run)
-{
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(run());
-    int status = 0;
-    (void)waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
-bool no_child_is_left()
-{
-    return waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD;
-}
-
-size_t open_descriptors()
-{
-    const fs::directory_iterator all("/proc/self/fd");
-    return static_cast<size_t>(std::distance(begin(all), end(all)));
-}
-
-// The cases of a fixture directory; complains about a text without expected records, and the other way round.
-std::set<std::string> cases_of(const std::string &tool)
-{
-    std::set<std::string> cases;
-    for (const auto &file : fs::directory_iterator(support::fixture_path(tool)))
-        cases.insert(tool + "/" + file.path().stem().string());
-    for (const std::string &name : cases) {
-        for (const char *kind : {".txt", ".expected"})
-            EXPECT_TRUE(fs::exists(support::fixture_path(name + kind))) << name << kind << " is missing";
-    }
-    EXPECT_FALSE(cases.empty()) << "no stored output for " << tool;
-    return cases;
-}
 
 const std::string first_line = "[VER 8] STA 02:00:00:00:00:01:\n";
 const texts version_told = {"TRACE sta_info version: 8"};
@@ -301,12 +173,8 @@ const texts version_told = {"TRACE sta_info version: 8"};
 TEST(StationReport, StoredOutputsGiveTheExpectedRecordsAndMessages)
 {
     for (const std::string &name : cases_of("wlctl_sta_info")) {
-        const outcome got = parse(support::fixture(name + ".txt"));
-        EXPECT_EQ("result=" + std::to_string(got.result) + "\n" + lines_of(got.record),
-                  support::fixture(name + ".expected"))
-            << name;
-        const bool logs = fs::exists(support::fixture_path(name + ".log"));
-        EXPECT_EQ(lines_of(got.log), logs ? support::fixture(name + ".log") : "") << name;
+        const outcome got = parse(fixture(name + ".txt"));
+        expect_stored(name, "result=" + std::to_string(got.result) + "\n" + lines_of(got.record), got.log);
     }
 }
 
@@ -700,7 +568,7 @@ TEST(StationReport, ALineGoesToOneFieldOnly)
 
 TEST(StationReport, TheOrderOfTheLinesDoesNotCount)
 {
-    const std::string text = support::fixture("wlctl_sta_info/wifi6_5ghz.txt");
+    const std::string text = fixture("wlctl_sta_info/wifi6_5ghz.txt");
     const size_t first = text.find('\n') + 1;
     std::string reversed;
     for (size_t begin = first; begin < text.size();) {
@@ -709,7 +577,7 @@ TEST(StationReport, TheOrderOfTheLinesDoesNotCount)
         begin = end;
     }
     EXPECT_EQ("result=0\n" + lines_of(parse(text.substr(0, first) + reversed).record),
-              support::fixture("wlctl_sta_info/wifi6_5ghz.expected"));
+              fixture("wlctl_sta_info/wifi6_5ghz.expected"));
 }
 
 TEST(StationReport, LinesAreReadByAtMost255Characters)
@@ -741,7 +609,7 @@ TEST(StationReport, AFirstLineOfMoreThan255CharactersIsTwoLines)
 TEST(StationReport, FieldsThatAreNotPrintedAreZero)
 {
     sta_info info = used_info();
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     EXPECT_EQ(internal_wlctl_get_sta_info_file(stream_of(first_line).get(), &info), 0);
     sta_info want;
     memset(&want, 0, sizeof(want));
@@ -751,32 +619,26 @@ TEST(StationReport, FieldsThatAreNotPrintedAreZero)
     EXPECT_STREQ(info.rateset, "");
 }
 
-template <size_t N>
-bool is_text(const char (&field)[N])
-{
-    return memchr(field, '\0', N) != nullptr;
-}
-
 // Parses hostile text and checks what came of it.
 void survive(std::string_view text)
 {
     sta_info info = used_info();
     const int result = internal_wlctl_get_sta_info_file(stream_of(text).get(), &info);
-    ASSERT_TRUE(result == 0 || result == -1) << result << printable(std::string(text));
+    ASSERT_TRUE(result == 0 || result == -1) << result << printable(text);
     if (result == -1) {
-        ASSERT_TRUE(same_bytes(info, used_info())) << printable(std::string(text));
+        ASSERT_TRUE(same_bytes(info, used_info())) << printable(text);
         return;
     }
-    ASSERT_TRUE(is_text(info.state) && is_text(info.rateset)) << printable(std::string(text));
+    ASSERT_TRUE(is_text(info.state) && is_text(info.rateset)) << printable(text);
     for (const uint64_t bytes : {info.tx_ucast_bytes, info.tx_mcast_bytes, info.rx_ucast_bytes, info.rx_mcast_bytes})
-        ASSERT_LE(bytes, UINT32_MAX) << printable(std::string(text));
+        ASSERT_LE(bytes, UINT32_MAX) << printable(text);
 }
 
 TEST(StationReport, EveryTruncationOfAStoredOutputIsSurvived)
 {
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     for (const std::string &name : cases_of("wlctl_sta_info"))
-        support::every_truncation(support::fixture(name + ".txt"), survive);
+        every_truncation(fixture(name + ".txt"), survive);
 }
 
 // The pieces of a text that the parser reads at a time.
@@ -807,14 +669,14 @@ std::string kind_of(const std::string &piece)
 // whole reports that would take minutes.
 TEST(StationReport, EveryCorruptionOfAStoredOutputIsSurvived)
 {
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     const std::string next_line = "\t idle 3 seconds\n";
     std::set<std::string> kinds;
     for (const std::string &name : cases_of("wlctl_sta_info")) {
         std::string before;
-        for (const std::string &piece : reads_of(support::fixture(name + ".txt"))) {
+        for (const std::string &piece : reads_of(fixture(name + ".txt"))) {
             if (kinds.insert(kind_of(piece)).second) {
-                support::every_corruption(piece, [&](std::string_view text) {
+                every_corruption(piece, [&](std::string_view text) {
                     std::string report = before;
                     survive(report.append(text).append(next_line));
                 });
@@ -831,11 +693,11 @@ const std::string usual_command = "wlctl -i wl0 sta_info 02:00:00:00:00:01";
 
 TEST(StationReportReader, AsksTheToolOnce)
 {
-    const fake_wlctl tool(support::fixture("wlctl_sta_info/wifi4_2ghz.txt"));
+    const fake_wlctl tool(fixture("wlctl_sta_info/wifi4_2ghz.txt"));
     sta_info info = used_info();
     log_capture log;
     EXPECT_EQ(vantu_ll_wlctl_get_sta_info("wl0", mac, &info), 0);
-    EXPECT_EQ("result=0\n" + lines_of(dump(info)), support::fixture("wlctl_sta_info/wifi4_2ghz.expected"));
+    EXPECT_EQ("result=0\n" + lines_of(dump(info)), fixture("wlctl_sta_info/wifi4_2ghz.expected"));
     EXPECT_EQ(tool.calls(), "4:-i wl0 sta_info 02:00:00:00:00:01\n");
     EXPECT_EQ(log.lines, (texts{"TRACE running: " + usual_command, "TRACE sta_info version: 8"}));
 }
@@ -911,8 +773,7 @@ TEST(StationReportReader, AToolThatCannotBeStartedIsToldWithTheNumberOneWhichIsK
     EXPECT_EQ(in_child([] {
                   sta_info info = used_info();
                   log_capture log;
-                  const rlimit none = {0, 0};
-                  (void)setrlimit(RLIMIT_NOFILE, &none);
+                  forbid_new_descriptors();
                   if (vantu_ll_wlctl_get_sta_info("wl0", mac, &info) != -1)
                       return 1;
                   if (log.lines !=
@@ -926,7 +787,7 @@ TEST(StationReportReader, AToolThatCannotBeStartedIsToldWithTheNumberOneWhichIsK
 TEST(StationReportReader, TheExitStatusOfTheToolDoesNotCount)
 {
     const fake_wlctl tool(first_line, 3);
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     sta_info info;
     EXPECT_EQ(vantu_ll_wlctl_get_sta_info("wl0", mac, &info), 0);
 }
@@ -938,7 +799,7 @@ TEST(StationReportReader, AToolThatWasReapedByAnotherCountsAsSuccessWhateverWasP
         EXPECT_EQ(in_child([&] {
                       (void)signal(SIGCHLD, SIG_IGN);
                       sta_info info = used_info();
-                      const support::quiet_log quiet;
+                      const quiet_log quiet;
                       if (vantu_ll_wlctl_get_sta_info("wl0", mac, &info) != 0)
                           return 1;
                       return same_bytes(info, used_info()) == (report == first_line) ? 2 : 0;
@@ -964,8 +825,8 @@ TEST(StationReportReader, AnotherFailureOfTheCloseIsToldAndTheParsersResultStand
 
 TEST(StationReportReader, LeavesNoDescriptorAndNoChild)
 {
-    const fake_wlctl tool(support::fixture("wlctl_sta_info/flattened.txt"));
-    const support::quiet_log quiet;
+    const fake_wlctl tool(fixture("wlctl_sta_info/flattened.txt"));
+    const quiet_log quiet;
     sta_info info;
     const size_t before = open_descriptors();
     (void)vantu_ll_wlctl_get_sta_info("wl0", mac, &info);
@@ -1023,39 +884,17 @@ TEST(StationReportReader, TextsThatTheShellWouldInterpretAreRefusedAndNothingRun
     }
 }
 
-// The source files that log while it lives.
-class log_files
-{
-public:
-    log_files()
-    {
-        static const bool registered = log_add_callback(receive, nullptr, LOG_C_TRACE) == 0;
-        if (!registered)
-            abort();
-        names().clear();
-    }
-    static std::set<std::string> &names()
-    {
-        static std::set<std::string> all;
-        return all;
-    }
-
-private:
-    static void receive(log_Event *ev) { names().insert(ev->file); }
-};
-
 TEST(StationReportReader, EveryMessageNamesTheModulesFile)
 {
-    const support::quiet_log quiet;
     const fake_wlctl tool("nonsense\n");
-    const log_files files;
+    const log_capture log;
     sta_info info;
     (void)vantu_ll_wlctl_get_sta_info("wl0", mac, &info);
     (void)vantu_ll_wlctl_get_sta_info("wl0;", mac, &info);
     pclose_error = EINTR;
     (void)vantu_ll_wlctl_get_sta_info("wl0", mac, &info);
     pclose_error = 0;
-    EXPECT_EQ(log_files::names(), std::set<std::string>{"vantu_ll_wlctl_sta_info.cpp"});
+    EXPECT_EQ(log.files(), std::set<std::string>{"vantu_ll_wlctl_sta_info.cpp"});
 }
 
 // ---- Differences ----

@@ -3,7 +3,6 @@
 
 #include "vantu-ll-api/vantu_ll_wlctl.h"
 
-#include "list_owner.hpp"
 #include "support.hpp"
 
 #include <gtest/gtest.h>
@@ -11,25 +10,19 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <filesystem>
 #include <set>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
 using namespace std::string_literals;
-using support::log_capture;
-using support::stream_of;
-using texts = std::vector<std::string>;
+using namespace support;
 
 namespace
 {
 
-int pclose_error = 0;         // what pclose fails with
 bool router_has_tool = false; // whether /bin/wlctl is there
 
 } // namespace
@@ -37,12 +30,7 @@ bool router_has_tool = false; // whether /bin/wlctl is there
 // Stands before the C library's: closes the pipe, and then fails when the test says so.
 extern "C" int pclose(FILE *pipe)
 {
-    static const auto real = reinterpret_cast<int (*)(FILE *)>(dlsym(RTLD_NEXT, "pclose"));
-    const int status = real(pipe);
-    if (pclose_error == 0)
-        return status;
-    errno = pclose_error;
-    return -1;
+    return pclose_answer(real<int(FILE *)>("pclose")(pipe));
 }
 
 // Stands before the C library's, since the machine that runs the tests may or may not have the router's tool.
@@ -61,26 +49,6 @@ extern "C" int stat(const char *path, struct stat *info) noexcept
 namespace
 {
 
-// Characters that do not print, as the stored files write them.
-std::string printable(const std::string &text)
-{
-    std::string out;
-    for (const char c : text) {
-        char code[8];
-        (void)snprintf(code, sizeof(code), "\\x%02x", static_cast<unsigned char>(c));
-        out += c == '\n' ? "\\n" : c == '\r' ? "\\r" : c < ' ' || c > '~' ? code : std::string(1, c);
-    }
-    return out;
-}
-
-std::string lines_of(const texts &all)
-{
-    std::string out;
-    for (const std::string &line : all)
-        out += printable(line) + "\n";
-    return out;
-}
-
 std::string dump(const vantu_ll_wlctl_devicemac &station)
 {
     return std::string("radio=") + station.radio + " mac=" + station.mac;
@@ -97,17 +65,13 @@ std::string dump(const vantu_ll_wlctl_chanim_info &info)
            field(" timestamp", info.timestamp) + field(" epochstamp", info.epochstamp);
 }
 
-struct stations : sclist_t {
-    stations() : owner(*this, init) {}
-    vantu::list_owner owner;
+int init_stations(sclist_t *list)
+{
+    vantu_ll_wlctl_assoclist_sclist_init(list);
+    return 0;
+}
 
-private:
-    static int init(sclist_t *list)
-    {
-        vantu_ll_wlctl_assoclist_sclist_init(list);
-        return 0;
-    }
-};
+using stations = support::list<init_stations>;
 
 texts dump(sclist_t &list)
 {
@@ -157,124 +121,17 @@ outcome parse_channel(std::string_view text, vantu_ll_wlctl_chanim_info info = {
     return {result, {dump(info)}, log.lines};
 }
 
-// A directory of its own for each test.
-class temp_dir
-{
-public:
-    temp_dir()
-    {
-        if (mkdtemp(path_) == nullptr)
-            abort();
-    }
-    ~temp_dir() { fs::remove_all(path_); }
-    temp_dir(const temp_dir &) = delete;
-    temp_dir &operator=(const temp_dir &) = delete;
-
-    std::string operator/(const std::string &name) const { return std::string(path_) + "/" + name; }
-    std::string path() const { return path_; }
-
-private:
-    char path_[32] = "/tmp/wlctl-test-XXXXXX";
+// A `wlctl` that prints `output`.
+struct fake_wlctl : fake_tool {
+    explicit fake_wlctl(const std::string &output, int exit_status = 0) : fake_tool("wlctl", output, exit_status) {}
 };
-
-// Puts a directory in front of the search path while it lives, or in place of it.
-class search_path
-{
-public:
-    search_path(const std::string &dir, bool only) : before_(getenv("PATH") != nullptr ? getenv("PATH") : "")
-    {
-        setenv("PATH", (only ? dir : dir + ":" + before_).c_str(), 1);
-    }
-    ~search_path() { setenv("PATH", before_.c_str(), 1); }
-    search_path(const search_path &) = delete;
-    search_path &operator=(const search_path &) = delete;
-
-private:
-    std::string before_;
-};
-
-// A `wlctl` that prints `output`; what it was called with stands in the file "calls".
-class fake_wlctl
-{
-public:
-    explicit fake_wlctl(const std::string &output, int exit_status = 0) : path_(dir_.path(), false)
-    {
-        std::ofstream(dir_ / "output", std::ios::binary) << output;
-        std::ofstream(dir_ / "wlctl") << "#!/bin/sh\necho \"$#:$*\" >> '" + dir_.path() + "/calls'\ncat '" +
-                                             dir_.path() + "/output'\nexit " + std::to_string(exit_status) + "\n";
-        chmod((dir_ / "wlctl").c_str(), 0755);
-    }
-
-    std::string calls() const
-    {
-        std::ifstream file(dir_ / "calls");
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
-private:
-    temp_dir dir_;
-    search_path path_;
-};
-
-// The exit status of a child process that ends with the result of `run`, or minus the signal that killed it.
-int in_child(const std::function<int()> &run)
-{
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(run());
-    int status = 0;
-    (void)waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
-bool no_child_is_left()
-{
-    return waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD;
-}
-
-size_t open_descriptors()
-{
-    const fs::directory_iterator all("/proc/self/fd");
-    return static_cast<size_t>(std::distance(begin(all), end(all)));
-}
-
-// The cases of a fixture directory; complains about a text without expected records, and the other way round.
-std::set<std::string> cases_of(const std::string &tool)
-{
-    std::set<std::string> cases;
-    for (const auto &file : fs::directory_iterator(support::fixture_path(tool)))
-        cases.insert(tool + "/" + file.path().stem().string());
-    for (const std::string &name : cases) {
-        for (const char *kind : {".txt", ".expected"})
-            EXPECT_TRUE(fs::exists(support::fixture_path(name + kind))) << name << kind << " is missing";
-    }
-    EXPECT_FALSE(cases.empty()) << "no stored output for " << tool;
-    return cases;
-}
 
 void expect_stored_outputs(const std::string &tool, const std::function<outcome(const std::string &)> &parse)
 {
     for (const std::string &name : cases_of(tool)) {
-        const outcome got = parse(support::fixture(name + ".txt"));
-        EXPECT_EQ("result=" + std::to_string(got.result) + "\n" + lines_of(got.records),
-                  support::fixture(name + ".expected"))
-            << name;
-        const bool logs = fs::exists(support::fixture_path(name + ".log"));
-        EXPECT_EQ(lines_of(got.log), logs ? support::fixture(name + ".log") : "") << name;
+        const outcome got = parse(fixture(name + ".txt"));
+        expect_stored(name, "result=" + std::to_string(got.result) + "\n" + lines_of(got.records), got.log);
     }
-}
-
-// `text`, filled up with 'p' in place of its '~' until it has `length` characters.
-std::string filled(std::string text, size_t length)
-{
-    text.replace(text.find('~'), 1, std::string(length - text.size() + 1, 'p'));
-    return text;
-}
-
-template <size_t N>
-bool is_text(const char (&field)[N])
-{
-    return memchr(field, '\0', N) != nullptr;
 }
 
 // The two readers as far as they are alike.
@@ -287,19 +144,11 @@ struct reader {
     int (*run)(const char *radio, std::string &dump); // which holds what the output held before and after
 };
 
-std::string joined(const texts &all)
-{
-    std::string out;
-    for (const std::string &each : all)
-        out += each + "\n";
-    return out;
-}
-
 int run_stations(const char *radio, std::string &output)
 {
     used_stations list;
     const int result = vantu_ll_wlctl_assoclist(radio, &list);
-    output = joined(dump(list));
+    output = lines_of(dump(list));
     return result;
 }
 
@@ -335,7 +184,7 @@ TEST(StationList, CopiesWholeRecords)
 TEST(StationList, IsSoughtByMacInAnyCase)
 {
     stations list;
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     (void)internal_wlctl_assoclist(
         stream_of("assoclist 02:00:00:00:00:aa\nassoclist 02:00:00:00:00:BB\nassoclist 02:00:00:00:00:bb\nstray\n")
             .get(),
@@ -474,8 +323,8 @@ void survive_stations(std::string_view text)
 {
     stations list;
     const int result = internal_wlctl_assoclist(stream_of(text).get(), "wl0", &list);
-    ASSERT_TRUE(result == 0 || result == -1) << result << printable(std::string(text));
-    ASSERT_LE(sclist_size(&list), text.size()) << printable(std::string(text));
+    ASSERT_TRUE(result == 0 || result == -1) << result << printable(text);
+    ASSERT_LE(sclist_size(&list), text.size()) << printable(text);
     bool sound = true;
     bool understood = true;
     SCLIST_FOREACH(const vantu_ll_wlctl_devicemac, station, &list) {
@@ -483,22 +332,22 @@ void survive_stations(std::string_view text)
         understood = understood && station->mac[0] != '\0';
     }
     SCLIST_FOREACH_END(&list)
-    ASSERT_TRUE(sound) << printable(std::string(text));
-    ASSERT_EQ(understood, result == 0) << printable(std::string(text));
+    ASSERT_TRUE(sound) << printable(text);
+    ASSERT_EQ(understood, result == 0) << printable(text);
 }
 
 TEST(StationParser, EveryTruncationOfAStoredOutputGivesSoundRecords)
 {
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     for (const std::string &name : cases_of("wlctl_assoclist"))
-        support::every_truncation(support::fixture(name + ".txt"), survive_stations);
+        every_truncation(fixture(name + ".txt"), survive_stations);
 }
 
 TEST(StationParser, EveryCorruptionOfAStoredOutputGivesSoundRecords)
 {
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     for (const std::string &name : cases_of("wlctl_assoclist"))
-        support::every_corruption(support::fixture(name + ".txt"), survive_stations);
+        every_corruption(fixture(name + ".txt"), survive_stations);
 }
 
 // ---- The parser of the channel ----
@@ -692,33 +541,33 @@ void survive_channel(std::string_view text)
 {
     vantu_ll_wlctl_chanim_info info = used_info();
     const int result = internal_wlctl_get_chanim_stats(stream_of(text).get(), &info);
-    ASSERT_TRUE(result == 0 || result == -1) << result << printable(std::string(text));
-    ASSERT_EQ(info.epochstamp, 77U) << printable(std::string(text)); // not this reader's
+    ASSERT_TRUE(result == 0 || result == -1) << result << printable(text);
+    ASSERT_EQ(info.epochstamp, 77U) << printable(text); // not this reader's
 }
 
 TEST(ChannelParser, EveryTruncationOfAStoredOutputIsSurvived)
 {
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     for (const std::string &name : cases_of("wlctl_chanim_stats"))
-        support::every_truncation(support::fixture(name + ".txt"), survive_channel);
+        every_truncation(fixture(name + ".txt"), survive_channel);
 }
 
 TEST(ChannelParser, EveryCorruptionOfAStoredOutputIsSurvived)
 {
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     for (const std::string &name : cases_of("wlctl_chanim_stats"))
-        support::every_corruption(support::fixture(name + ".txt"), survive_channel);
+        every_corruption(fixture(name + ".txt"), survive_channel);
 }
 
 // ---- The readers ----
 
 TEST(StationReader, AsksTheToolOnceAndReplacesWhatTheListHeld)
 {
-    const fake_wlctl tool(support::fixture("wlctl_assoclist/two_stations.txt"));
+    const fake_wlctl tool(fixture("wlctl_assoclist/two_stations.txt"));
     used_stations list;
     log_capture log;
     EXPECT_EQ(vantu_ll_wlctl_assoclist("wl0", &list), 0);
-    EXPECT_EQ("result=0\n" + lines_of(dump(list)), support::fixture("wlctl_assoclist/two_stations.expected"));
+    EXPECT_EQ("result=0\n" + lines_of(dump(list)), fixture("wlctl_assoclist/two_stations.expected"));
     EXPECT_EQ(tool.calls(), "3:-i wl0 assoclist\n");
     EXPECT_EQ(log.lines, texts{"TRACE vantu_ll_wlctl_assoclist running wlctl -i wl0 assoclist"});
 }
@@ -727,7 +576,7 @@ TEST(StationReader, ARadioWithoutStationsGivesAnEmptyList)
 {
     const fake_wlctl tool("");
     used_stations list;
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     EXPECT_EQ(vantu_ll_wlctl_assoclist("wl1.2", &list), 0);
     EXPECT_EQ(sclist_size(&list), 0U);
     EXPECT_EQ(tool.calls(), "3:-i wl1.2 assoclist\n");
@@ -737,18 +586,18 @@ TEST(StationReader, AStrayLineFailsButTheStationsAreListed)
 {
     const fake_wlctl tool("No stations\nassoclist 02:00:00:00:00:01\n");
     stations list;
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     EXPECT_EQ(vantu_ll_wlctl_assoclist("wl0", &list), -1);
     EXPECT_EQ(dump(list), (texts{"radio=wl0 mac=", "radio=wl0 mac=02:00:00:00:00:01"}));
 }
 
 TEST(ChannelReader, AsksTheToolOnceAndZeroesTheRecordFirst)
 {
-    const fake_wlctl tool(support::fixture("wlctl_chanim_stats/version_3.txt"));
+    const fake_wlctl tool(fixture("wlctl_chanim_stats/version_3.txt"));
     vantu_ll_wlctl_chanim_info info = used_info();
     log_capture log;
     EXPECT_EQ(vantu_ll_wlctl_get_chanim_stats("wl1", &info), 0);
-    EXPECT_EQ("result=0\n" + dump(info) + "\n", support::fixture("wlctl_chanim_stats/version_3.expected"));
+    EXPECT_EQ("result=0\n" + dump(info) + "\n", fixture("wlctl_chanim_stats/version_3.expected"));
     EXPECT_EQ(tool.calls(), "3:-i wl1 chanim_stats\n");
     EXPECT_EQ(log.lines, (texts{"TRACE running: wlctl -i wl1 chanim_stats", "TRACE Found chanim version 3"}));
 }
@@ -757,7 +606,7 @@ TEST(ChannelReader, AFailedReportLeavesZeroesBehindTheLastValue)
 {
     const fake_wlctl tool(channel_report("version: 4", "36/80 1 2"));
     vantu_ll_wlctl_chanim_info info = used_info();
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     EXPECT_EQ(vantu_ll_wlctl_get_chanim_stats("wl0", &info), -1);
     vantu_ll_wlctl_chanim_info want = {};
     want.tx = 1;
@@ -768,7 +617,7 @@ TEST(ChannelReader, AFailedReportLeavesZeroesBehindTheLastValue)
 // What the output of a reader holds when nothing was read.
 std::string unread(const reader &each)
 {
-    return each.run == run_stations ? joined(old_station) : dump(vantu_ll_wlctl_chanim_info{});
+    return each.run == run_stations ? lines_of(old_station) : dump(vantu_ll_wlctl_chanim_info{});
 }
 
 TEST(RadioReaders, AnEmptyRadioNameIsRefusedWithThreeBeforeAnythingElse)
@@ -779,7 +628,7 @@ TEST(RadioReaders, AnEmptyRadioNameIsRefusedWithThreeBeforeAnythingElse)
         log_capture log;
         EXPECT_EQ(each.run("", output), 3) << each.name;
         EXPECT_EQ(log.lines, texts{each.empty}) << each.name;
-        EXPECT_EQ(output, each.run == run_stations ? joined(old_station) : dump(used_info())) << each.name;
+        EXPECT_EQ(output, each.run == run_stations ? lines_of(old_station) : dump(used_info())) << each.name;
         EXPECT_EQ(tool.calls(), "") << each.name;
     }
 }
@@ -820,8 +669,7 @@ TEST(RadioReaders, AToolThatCannotBeStartedGivesOneAndAMessage)
         EXPECT_EQ(in_child([&] {
                       std::string output;
                       log_capture log;
-                      const rlimit none = {0, 0};
-                      (void)setrlimit(RLIMIT_NOFILE, &none);
+                      forbid_new_descriptors();
                       if (each.run("wl0", output) != 1)
                           return 1;
                       if (log.lines != texts{each.trace + command, "ERROR incorrect parameters or too many files."})
@@ -837,7 +685,7 @@ TEST(RadioReaders, AMissingToolPrintsNothing)
 {
     const temp_dir nothing;
     const search_path path(nothing.path(), true);
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     std::string output;
     EXPECT_EQ(run_stations("wl0", output), 0);
     EXPECT_EQ(output, "");
@@ -850,7 +698,7 @@ TEST(RadioReaders, TheExitStatusOfTheToolDoesNotCount)
 {
     for (const reader &each : readers) {
         const fake_wlctl tool(each.report, 1);
-        const support::quiet_log quiet;
+        const quiet_log quiet;
         std::string output;
         EXPECT_EQ(each.run("wl0", output), 0) << each.name;
     }
@@ -898,7 +746,7 @@ TEST(RadioReaders, LeaveNoDescriptorAndNoChild)
 {
     for (const reader &each : readers) {
         const fake_wlctl tool(each.report);
-        const support::quiet_log quiet;
+        const quiet_log quiet;
         std::string output;
         const size_t before = open_descriptors();
         (void)each.run("wl0", output);
@@ -956,43 +804,21 @@ TEST(RadioReaders, ARadioNameThatTheShellWouldInterpretIsRefusedAndNothingRuns)
 TEST(RadioReaders, ANameThatIsDangerousOnlyBehindTheCutIsRefusedToo)
 {
     const fake_wlctl tool("");
-    const support::quiet_log quiet;
+    const quiet_log quiet;
     std::string output;
     EXPECT_EQ(run_stations((std::string(100, 'r') + ";reboot").c_str(), output), 1);
     EXPECT_EQ(tool.calls(), "");
 }
 
-// The source files that log while it lives.
-class log_files
-{
-public:
-    log_files()
-    {
-        static const bool registered = log_add_callback(receive, nullptr, LOG_C_TRACE) == 0;
-        if (!registered)
-            abort();
-        names().clear();
-    }
-    static std::set<std::string> &names()
-    {
-        static std::set<std::string> all;
-        return all;
-    }
-
-private:
-    static void receive(log_Event *ev) { names().insert(ev->file); }
-};
-
 TEST(RadioReaders, EveryMessageNamesTheModulesFile)
 {
-    const support::quiet_log quiet;
     const fake_wlctl tool("version: 3\n");
     for (const reader &each : readers) {
         const auto names_of = [&each](const char *radio) {
-            const log_files files;
+            const log_capture log;
             std::string output;
             (void)each.run(radio, output);
-            return log_files::names();
+            return log.files();
         };
         const std::set<std::string> want = {"vantu_ll_wlctl.cpp"};
         EXPECT_EQ(names_of(""), want) << each.name;
@@ -1021,15 +847,11 @@ texts initialised(const std::string &here, bool on_router, int times = 1)
                       vantu_ll_wlctl_init();
                   stations list;
                   (void)vantu_ll_wlctl_assoclist("wl0", &list);
-                  std::ofstream(file) << joined(log.lines);
+                  write_file(file, lines_of(log.lines));
                   return 0;
               }),
               0);
-    texts lines;
-    std::ifstream stream(file);
-    for (std::string line; std::getline(stream, line);)
-        lines.push_back(line);
-    return lines;
+    return split_lines(content_of(file));
 }
 
 const std::string bare_command = "TRACE vantu_ll_wlctl_assoclist running wlctl -i wl0 assoclist";

@@ -14,19 +14,10 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <dlfcn.h>
-#include <filesystem>
-#include <set>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-namespace fs = std::filesystem;
 using namespace std::string_literals;
-using support::log_capture;
-using support::stream_of;
-using texts = std::vector<std::string>;
+using namespace support;
 
 namespace
 {
@@ -40,32 +31,11 @@ int pipes_closed = 0;
 extern "C" int pclose(FILE *pipe)
 {
     pipes_closed++;
-    static const auto real = reinterpret_cast<int (*)(FILE *)>(dlsym(RTLD_NEXT, "pclose"));
-    return real(pipe);
+    return real<int(FILE *)>("pclose")(pipe);
 }
 
 namespace
 {
-
-// Characters that do not print, as the stored files write them.
-std::string printable(const std::string &text)
-{
-    std::string out;
-    for (const char c : text) {
-        char code[8];
-        (void)snprintf(code, sizeof(code), "\\x%02x", static_cast<unsigned char>(c));
-        out += c == '\n' ? "\\n" : c == '\r' ? "\\r" : c < ' ' || c > '~' ? code : std::string(1, c);
-    }
-    return out;
-}
-
-std::string lines_of(const texts &all)
-{
-    std::string out;
-    for (const std::string &line : all)
-        out += printable(line) + "\n";
-    return out;
-}
 
 std::string dump(const vantu_ll_dhcp &lease)
 {
@@ -88,12 +58,6 @@ std::string dump(const vantu_ll_conntrack_flow &flow)
            " mark=" + number(flow.mark) + " zone=" + number(flow.zone) + " use=" + number(flow.use) +
            " tcp_state=" + number(flow.tcp_state) + " has_delta=" + number(flow.has_delta) +
            " ip_version=" + std::to_string(flow.src.ip_version) + "/" + std::to_string(flow.dst.ip_version);
-}
-
-template <size_t N>
-bool is_text(const char (&field)[N])
-{
-    return memchr(field, '\0', N) != nullptr;
 }
 
 bool is_sound(const vantu_ll_dhcp &lease)
@@ -196,29 +160,13 @@ void expect_rows(const reader &by, const row (&rows)[N])
     }
 }
 
-// The cases of a fixture directory; complains about a text without expected records, and the other way round.
-std::set<std::string> cases_of(const reader &by)
-{
-    std::set<std::string> cases;
-    for (const auto &file : fs::directory_iterator(support::fixture_path(by.fixtures)))
-        cases.insert(by.fixtures + "/"s + file.path().stem().string());
-    for (const std::string &name : cases) {
-        for (const char *kind : {".txt", ".expected"})
-            EXPECT_TRUE(fs::exists(support::fixture_path(name + kind))) << name << kind << " is missing";
-    }
-    EXPECT_FALSE(cases.empty()) << "no stored output in " << by.fixtures;
-    return cases;
-}
-
 void expect_stored_outputs(const reader &by)
 {
-    for (const std::string &name : cases_of(by)) {
-        const std::string text = support::fixture(name + ".txt");
+    for (const std::string &name : cases_of(by.fixtures)) {
+        const std::string text = fixture(name + ".txt");
         const outcome got = parse(by, text);
         EXPECT_EQ(got.result, VANTU_LLAPI_RETURN_OK) << name;
-        EXPECT_EQ(lines_of(got.records), support::fixture(name + ".expected")) << name;
-        const bool logs = fs::exists(support::fixture_path(name + ".log"));
-        EXPECT_EQ(lines_of(got.log), logs ? support::fixture(name + ".log") : "") << name;
+        expect_stored(name, lines_of(got.records), got.log);
     }
 }
 
@@ -226,35 +174,17 @@ void expect_stored_outputs(const reader &by)
 void survive(const reader &by, std::string_view text)
 {
     records list(by);
-    ASSERT_EQ(by.parse(stream_of(text).get(), &list), VANTU_LLAPI_RETURN_OK) << printable(std::string(text));
-    ASSERT_LE(sclist_size(&list), (text.size() + 1) / by.shortest_line) << printable(std::string(text));
-    ASSERT_EQ(by.count_sound(list), static_cast<int>(sclist_size(&list))) << printable(std::string(text));
+    ASSERT_EQ(by.parse(stream_of(text).get(), &list), VANTU_LLAPI_RETURN_OK) << printable(text);
+    ASSERT_LE(sclist_size(&list), (text.size() + 1) / by.shortest_line) << printable(text);
+    ASSERT_EQ(by.count_sound(list), static_cast<int>(sclist_size(&list))) << printable(text);
 }
 
-using hostile_texts = void (*)(const std::string &text, const std::function<void(std::string_view)> &run);
-
-void every_truncation(const std::string &text, const std::function<void(std::string_view)> &run)
+template <typename Every>
+void expect_sound_records(const reader &by, Every every)
 {
-    support::every_truncation(text, run);
-}
-
-void every_corruption(const std::string &text, const std::function<void(std::string_view)> &run)
-{
-    support::every_corruption(text, run);
-}
-
-void expect_sound_records(const reader &by, hostile_texts every)
-{
-    const support::quiet_log quiet;
-    for (const std::string &name : cases_of(by))
-        every(support::fixture(name + ".txt"), [&by](std::string_view text) { survive(by, text); });
-}
-
-// `text`, filled up with 'p' in place of its '~' until it has `length` characters.
-std::string filled(std::string text, size_t length)
-{
-    text.replace(text.find('~'), 1, std::string(length - text.size() + 1, 'p'));
-    return text;
+    const quiet_log quiet;
+    for (const std::string &name : cases_of(by.fixtures))
+        every(fixture(name + ".txt"), [&by](std::string_view text) { survive(by, text); });
 }
 
 // A list that holds one record, which every reader has to drop.
@@ -694,17 +624,23 @@ TEST(ConnectionParser, WithoutStreamFailsWithAMessageAndLeavesAnEmptyList)
     EXPECT_EQ(log.lines, texts{"ERROR internal_vantu_ll_wrt_get_conntrack: Error, file not open"});
 }
 
-TEST(LeaseList, InitialiserReturnsZeroAndAListThatCopiesWholeRecords)
+template <typename Record>
+void expect_list_of(const reader &kind)
 {
-    records list(leases);
-    EXPECT_EQ(vantu_ll_wrt_dhcp_list_init(nullptr), -1);
+    records list(kind);
+    EXPECT_EQ(kind.init(nullptr), -1);
     EXPECT_EQ(sclist_size(&list), 0U);
     EXPECT_NE(list.attrs.copy_data, 0);
-    const vantu_ll_dhcp lease = {};
-    EXPECT_EQ(list.attrs.meter(&lease), sizeof(vantu_ll_dhcp));
+    const Record record = {};
+    EXPECT_EQ(list.attrs.meter(&record), sizeof(Record));
     sclist_t other;
-    EXPECT_EQ(vantu_ll_wrt_dhcp_list_init(&other), 0);
+    EXPECT_EQ(kind.init(&other), 0);
     sclist_destroy(&other);
+}
+
+TEST(LeaseList, InitialiserReturnsZeroAndAListThatCopiesWholeRecords)
+{
+    expect_list_of<vantu_ll_dhcp>(leases);
 }
 
 TEST(LeaseList, IsSoughtByMacOrAddressInAnyCase)
@@ -788,15 +724,7 @@ void expect_same(const vantu_ll_conntrack_flow &a, const vantu_ll_conntrack_flow
 
 TEST(ConnectionList, InitialiserReturnsZeroAndAListThatCopiesWholeRecords)
 {
-    records list(connections);
-    EXPECT_EQ(vantu_ll_wrt_conntrack_list_init(nullptr), -1);
-    EXPECT_EQ(sclist_size(&list), 0U);
-    EXPECT_NE(list.attrs.copy_data, 0);
-    const vantu_ll_conntrack_flow flow = {};
-    EXPECT_EQ(list.attrs.meter(&flow), sizeof(vantu_ll_conntrack_flow));
-    sclist_t other;
-    EXPECT_EQ(vantu_ll_wrt_conntrack_list_init(&other), 0);
-    sclist_destroy(&other);
+    expect_list_of<vantu_ll_conntrack_flow>(connections);
 }
 
 TEST(ConnectionList, AConnectionIsKnownByItsFiveKeysAlone)
@@ -885,12 +813,6 @@ bool is_readable(const char *path)
     return stream != nullptr;
 }
 
-size_t open_descriptors()
-{
-    const fs::directory_iterator all("/proc/self/fd");
-    return static_cast<size_t>(std::distance(begin(all), end(all)));
-}
-
 TEST(LeaseReader, FailsAndLeavesAnEmptyListExactlyWhenTheFileCannotBeOpened)
 {
     used_records list(leases);
@@ -927,17 +849,6 @@ TEST(ConnectionReader, FailsAndLeavesAnEmptyListExactlyWhenTheTableCannotBeOpene
     }
 }
 
-// The exit status of a child process that ends with the result of `run`, or minus the signal that killed it.
-int in_child(const std::function<int()> &run)
-{
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(run());
-    int status = 0;
-    (void)waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-}
-
 // What becomes of a reader, whose list held something, in a process that cannot open anything: 0 when it
 // fails and empties the list and logs just `log`.
 int without_descriptors(const reader &kind, int (*read)(sclist_t *list), const texts &log)
@@ -945,8 +856,7 @@ int without_descriptors(const reader &kind, int (*read)(sclist_t *list), const t
     return in_child([&] {
         used_records list(kind);
         log_capture captured;
-        const rlimit none = {0, 0};
-        (void)setrlimit(RLIMIT_NOFILE, &none);
+        forbid_new_descriptors();
         if (read(&list) != VANTU_LLAPI_RETURN_ERR_GENERAL)
             return 1;
         return sclist_size(&list) != 0 ? 2 : captured.lines != log ? 3 : 0;
@@ -968,57 +878,21 @@ TEST(ConnectionTool, APipeThatCannotBeOpenedLeavesAnEmptyList)
     EXPECT_EQ(without_descriptors(connections, vantu_ll_wrt_get_conntrack_from_tools, {}), 0);
 }
 
-// Puts a `conntrack` that prints `output` in front of the search path, or nothing in place of the search
-// path.
-class fake_conntrack
-{
-public:
-    explicit fake_conntrack(const char *output) : before_(getenv("PATH") != nullptr ? getenv("PATH") : "")
-    {
-        if (mkdtemp(dir_) == nullptr)
-            abort();
-        if (output != nullptr) {
-            std::ofstream(dir_ + "/output"s) << output;
-            std::ofstream(dir_ + "/conntrack"s)
-                << "#!/bin/sh\necho \"$#:$*\" >> "s + dir_ + "/calls\ncat " + dir_ + "/output\n";
-            chmod((dir_ + "/conntrack"s).c_str(), 0755);
-        }
-        setenv("PATH", output == nullptr ? dir_ : (dir_ + ":"s + before_).c_str(), 1);
-    }
-    ~fake_conntrack()
-    {
-        setenv("PATH", before_.c_str(), 1);
-        fs::remove_all(dir_);
-    }
-    fake_conntrack(const fake_conntrack &) = delete;
-    fake_conntrack &operator=(const fake_conntrack &) = delete;
-
-    std::string calls() const
-    {
-        std::ifstream file(dir_ + "/calls"s);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
-private:
-    char dir_[32] = "/tmp/wrt-test-XXXXXX";
-    std::string before_;
+// A `conntrack` that prints `output`.
+struct fake_conntrack : fake_tool {
+    explicit fake_conntrack(const std::string &output) : fake_tool("conntrack", output) {}
 };
-
-bool no_child_is_left()
-{
-    return waitpid(-1, nullptr, WNOHANG) == -1 && errno == ECHILD;
-}
 
 TEST(ConnectionTool, IsAskedOnceAndItsConnectionsReplaceWhatTheListHeld)
 {
-    const fake_conntrack tool(support::fixture("conntrack/tool_extended.txt").c_str());
+    const fake_conntrack tool(fixture("conntrack/tool_extended.txt"));
     used_records list(connections);
     log_capture log;
     const size_t before = open_descriptors();
     pipes_closed = 0;
     EXPECT_EQ(vantu_ll_wrt_get_conntrack_from_tools(&list), VANTU_LLAPI_RETURN_OK);
     EXPECT_EQ(open_descriptors(), before);
-    EXPECT_EQ(lines_of(connections.dump(list)), support::fixture("conntrack/tool_extended.expected"));
+    EXPECT_EQ(lines_of(connections.dump(list)), fixture("conntrack/tool_extended.expected"));
     EXPECT_EQ(tool.calls(), "1:-L\n");
     EXPECT_EQ(log.lines, texts{});
     EXPECT_EQ(pipes_closed, 1);
@@ -1027,7 +901,7 @@ TEST(ConnectionTool, IsAskedOnceAndItsConnectionsReplaceWhatTheListHeld)
 
 TEST(ConnectionTool, ItsDefaultLayoutGivesAnEmptyListAndNoMessage)
 {
-    const fake_conntrack tool(support::fixture("conntrack/tool_layout.txt").c_str());
+    const fake_conntrack tool(fixture("conntrack/tool_layout.txt"));
     used_records list(connections);
     log_capture log;
     EXPECT_EQ(vantu_ll_wrt_get_conntrack_from_tools(&list), VANTU_LLAPI_RETURN_OK);
@@ -1040,7 +914,7 @@ TEST(ConnectionTool, MoreThanAPipeHoldsIsReadToItsEnd)
     std::string output;
     for (int i = 0; i < 3000; i++)
         output += head + known + "use=2\n";
-    const fake_conntrack tool(output.c_str());
+    const fake_conntrack tool(output);
     records list(connections);
     EXPECT_EQ(vantu_ll_wrt_get_conntrack_from_tools(&list), VANTU_LLAPI_RETURN_OK);
     EXPECT_EQ(sclist_size(&list), 3000U);
@@ -1049,7 +923,8 @@ TEST(ConnectionTool, MoreThanAPipeHoldsIsReadToItsEnd)
 
 TEST(ConnectionTool, WhenMissingGivesAnEmptyListAndNoFailure)
 {
-    const fake_conntrack tool(nullptr);
+    const temp_dir empty;
+    const search_path nothing(empty.path(), true);
     used_records list(connections);
     log_capture log;
     EXPECT_EQ(vantu_ll_wrt_get_conntrack_from_tools(&list), VANTU_LLAPI_RETURN_OK);
@@ -1060,7 +935,7 @@ TEST(ConnectionTool, WhenMissingGivesAnEmptyListAndNoFailure)
 
 TEST(ConnectionTool, AToolThatWasAlreadyReapedIsNoFailure)
 {
-    const fake_conntrack tool(support::fixture("conntrack/tool_extended.txt").c_str());
+    const fake_conntrack tool(fixture("conntrack/tool_extended.txt"));
     records list(connections);
     log_capture log;
     const auto before = signal(SIGCHLD, SIG_IGN);
