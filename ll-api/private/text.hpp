@@ -18,4 +18,36 @@ void copy_text(char (&field)[N], std::string_view text)
     field[length] = '\0';
 }
 
+// Writes texts one behind the other into a buffer, as much as fits, and counts all of it.
+class bounded_text
+{
+public:
+    bounded_text(char *out, int size) : out_(out), size_(size > 0 ? static_cast<size_t>(size) : 0)
+    {
+        if (size_ > 0)
+            out_[0] = '\0';
+    }
+
+    void add(std::string_view text)
+    {
+        const size_t room = size_ > 0 ? size_ - 1 - written_ : 0;
+        const size_t length = std::min(text.size(), room);
+        memcpy(out_ + written_, text.data(), length);
+        written_ += length;
+        length_ += text.size();
+        if (size_ > 0)
+            out_[written_] = '\0';
+    }
+
+    // Of what was added, and of what of it is in the buffer.
+    size_t length() const { return length_; }
+    size_t written() const { return written_; }
+
+private:
+    char *out_;
+    size_t size_;
+    size_t written_ = 0;
+    size_t length_ = 0;
+};
+
 } // namespace vantu
