@@ -13,6 +13,7 @@
 #include "vantu-libs2/ipsethelpers.h"
 
 #include "flow_key.hpp"
+#include "json.hpp"
 #include "list_owner.hpp"
 #include "tool.hpp"
 #include "typed_list.hpp"
@@ -20,7 +21,6 @@
 #include "vantu-ll-api/log.h"
 
 #include <cerrno>
-#include <json-c/json.h>
 
 namespace
 {
@@ -70,21 +70,17 @@ bool take_header(const char *line, ipset_set &set)
 // Appends the texts of the reply's array "members"; -1 when there is none.
 int append_members(sclist_t *list, const char *reply)
 {
-    json_object *root = json_tokener_parse(reply);
-    json_object *members = nullptr;
-    int result = -1;
-    if (json_object_object_get_ex(root, "members", &members) != 0 &&
-        json_object_is_type(members, json_type_array) != 0) {
-        const size_t count = json_object_array_length(members);
-        for (size_t i = 0; i < count; i++) {
-            json_object *member = json_object_array_get_idx(members, i);
-            if (json_object_is_type(member, json_type_string) != 0)
-                (void)sclist_append(list, json_object_get_string(member));
-        }
-        result = 0;
+    const vantu::json_text root(json_tokener_parse(reply));
+    json_object *members = vantu::json_member(root.get(), "members", json_type_array);
+    if (members == nullptr)
+        return -1;
+    const size_t count = json_object_array_length(members);
+    for (size_t i = 0; i < count; i++) {
+        json_object *member = json_object_array_get_idx(members, i);
+        if (json_object_is_type(member, json_type_string) != 0)
+            (void)sclist_append(list, json_object_get_string(member));
     }
-    (void)json_object_put(root);
-    return result;
+    return 0;
 }
 
 } // namespace
