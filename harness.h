@@ -101,6 +101,10 @@ int test_iptables_setup(vantu_platform_ops *ops);
 int test_iptables_check(vantu_platform_ops *ops);
 int test_iptables_destroy(vantu_platform_ops *ops);
 
+// full-test.cpp
+// Runs all tests in a fixed order; 1 at the first check that fails. Two of its checks demand that sampling fails.
+int test_all_functions(vantu_platform_ops *ops);
+
 #ifdef __cplusplus
 }
 

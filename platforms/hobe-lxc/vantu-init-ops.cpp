@@ -6,8 +6,10 @@
 #include "brcm-generic/issueclassifier-brcm.h"
 #include "brcm-generic/vantu-wifi-brcm-fcctl.h"
 #include "brcm-generic/vantu-wifi-brcm.h"
+#include "hobe-lxc/vantu-hobe-lxc.h"
 #include "hobe/vantu-wifi-hobe.h"
 #include "nf_conntrack/nf_conntrack.h"
+#include "openwrt-generic/vantu-wifi-openwrt.h"
 #include "tch-dga4231/vantu-wifi-dga4231.h"
 #include "vantu-libs2/ipsethelpers.h"
 #include "vantu-libs2/loghelper.h"
@@ -19,6 +21,9 @@ int platform_init_ops(vantu_platform_ops *ops)
     // The platform and its inventory.
     ops->system_setup = dga4231_system_setup;
     ops->system_destroy = hobe_system_destroy;
+    ops->get_routerid = hobe_container_get_routerid;
+    ops->get_router_info = hobe_container_get_router_info;
+    ops->get_wan_interface_name = hobe_container_get_get_wan_if;
     ops->get_radios = hobe_get_radios;
     ops->get_dhcpleases = vantu_ll_wrt_get_dhcp;
     ops->get_associated_devices = brcm_get_associated_devices_ipneigh;
@@ -37,11 +42,16 @@ int platform_init_ops(vantu_platform_ops *ops)
     // Samples.
     ops->sample_radio_stats = brcm_sample_radio_stats;
     ops->sample_sta_stats = brcm_sample_sta_stats;
+    ops->sample_wan_stats = wrt_get_wan_stats;
 
     // Traffic.
     ops->get_conntrack = nfconntrack_get_conntrack;
     ops->ipset_add_member = vantu_ipset_cmd_add_member;
     ops->ipset_get_members = vantu_ipset_cmd_get_members;
+    ops->iptables_setup = wrt_iptables_setup;
+    ops->iptables_check = wrt_iptables_check;
+    ops->iptables_destroy = wrt_iptables_destroy;
+    ops->qos_setup = hobe_qos_setup;
     ops->flush_flows = brcm_fcctl_flush;
     ops->get_sw_defers_pkts = brcm_fcctl_get_sw_defers_count;
     ops->set_sw_defers_pkts = brcm_fcctl_config_set_sw_defers_pkts;

@@ -111,6 +111,34 @@ layer() {
 		overlay "$target"
 }
 
+# A scenario with a store of its own has nothing of the common one.
+copy_config() {
+	local from=$sim/config
+	[[ ! -d $scenario/config ]] || from=$scenario/config
+	step 'copy the configuration' cp -R "$from/." "$1"
+}
+
+# archived NAME MODE INODE - a member without content, in the layout that cpio calls
+# newc: numbers of eight digits, the name, and one to four zero bytes.
+archived() {
+	local zero=('\0' '\0' '\0' '\0')
+	printf 070701
+	printf %08X "$3" "$2" 0 0 1 0 0 0 0 0 0 $((${#1} + 1)) 0
+	printf %b "$1" "${zero[@]:(110 + ${#1}) % 4}"
+}
+
+# The sockets of the bus and of the host's bus. Nobody listens there: that they are
+# there tells the simulated ubus that there is a bus. Of the programs that a gateway
+# needs, only cpio makes sockets.
+make_sockets() {
+	local said
+	said=$({
+		archived run/ubus/ubus.sock $((0140666)) 1
+		archived run/lxc_ipc/ubus.sock $((0140666)) 2
+		archived 'TRAILER!!!' 0 0
+	} | (cd / && busybox cpio -i 2>&1)) || die "make the sockets of the bus: $said"
+}
+
 make_file_systems() {
 	cover /run 755
 	cover /tmp 1777
@@ -119,13 +147,15 @@ make_file_systems() {
 
 	local l=$machine/layer
 	step 'make the work area' mkdir -p "$machine"/{radio,station,boot,lock} \
-		"$l"/{etc,usrbin,bin}{,.work}
+		"$l"/{etc,usrbin,bin}{,.work} "$l/etc/config" /run/{ubus,lxc_ipc}
 	step 'copy the tools' cp -R "$sim/bin" "$sim/lib" "$machine/"
 	if [[ -d $scenario/ubus ]]; then
 		step 'copy the ubus answers' cp -R "$scenario/ubus" "$machine/"
 	fi
 	step 'make the shell' ln -s "$(type -P busybox)" "$machine/bin/sh"
 
+	copy_config "$l/etc/config"
+	make_sockets
 	layer etc /etc
 	layer usrbin /usr/bin "$machine/bin"
 	[[ -L /bin ]] || layer bin /bin "$machine/bin"

@@ -7,12 +7,6 @@ again() {
 	SIM_FAULTS_MET=1 "$0" "$@"
 }
 
-# pause MILLISECONDS
-pause() {
-	local thousandths=$((1000 + $1 % 1000))
-	sleep $(($1 / 1000)).${thousandths#1}
-}
-
 # No report and no text either: bytes that are not UTF-8, a conversion, a colour,
 # a line end of another system, and none at the end.
 print_garbage() {

@@ -2,18 +2,28 @@
 #
 # A gateway has a slow processor and so does a test that lists 64 stations many
 # times: functions hand results over in variables, because $(...) costs a process.
-# shellcheck shell=dash disable=SC1091,SC2034,SC3043
+# shellcheck shell=dash disable=SC1091,SC2034,SC2154,SC3043,SC3060
 
 sim=/run/sim
 
 # called TOOL ARGUMENT... - notes the call for tests that count them. Where the
 # scenario has faults, one may take over: then this does not return.
 called() {
-	[ -z "$SIM_FAULTS_MET" ] || return 0
+	if [ -n "$SIM_FAULTS_MET" ]; then
+		# Those that this tool calls have faults of their own.
+		unset SIM_FAULTS_MET
+		return
+	fi
 	printf '%s\n' "$*" >>$sim/tools.log
 	[ -e $sim/faults ] || return 0
 	. $sim/lib/faults.sh
 	meet_faults "$@"
+}
+
+# pause MILLISECONDS
+pause() {
+	local thousandths=$((1000 + $1 % 1000))
+	sleep $(($1 / 1000)).${thousandths#1}
 }
 
 # Sets elapsed to the hundredths of seconds since the gateway booted, in its own time,
@@ -29,4 +39,33 @@ read_clock() {
 # grow NAME BASE RATE - sets NAME to BASE plus RATE for every second so far.
 grow() {
 	eval "$1=\$(($2 + $3 * elapsed / 100))"
+}
+
+# Sets mac to the argument with capital letters, as the driver prints it.
+capitals() {
+	mac=$1
+	mac=${mac//a/A}
+	mac=${mac//b/B}
+	mac=${mac//c/C}
+	mac=${mac//d/D}
+	mac=${mac//e/E}
+	mac=${mac//f/F}
+}
+
+# Sets a station's counters once its file is read. Group traffic is what every client
+# of the network gets; the rest follows from the station's bytes.
+counters() {
+	read_clock
+	grow since "$since" 1
+	[ "$idle" -eq 0 ] || grow idle "$idle" 1
+	grow tx_bytes "$tx_bytes" "$tx_rate"
+	grow rx_bytes "$rx_bytes" "$rx_rate"
+	tx_pkts=$((tx_bytes / tx_size))
+	rx_pkts=$((rx_bytes / rx_size))
+	tx_group=$((since * 4))
+	tx_group_bytes=$((tx_group * 333))
+	rx_group=$((rx_pkts / 218))
+	rx_group_bytes=$((rx_group * 151))
+	failures=$((tx_pkts * tx_fail / 1000000))
+	sent=$((tx_pkts - failures))
 }

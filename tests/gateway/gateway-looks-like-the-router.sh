@@ -133,6 +133,21 @@ filters_work() {
 	expect_out_has '--ctstate NEW -j MARK'
 }
 
+# The default store, since this scenario has none of its own.
+store_is_there() {
+	local file
+	for file in "$root"/sim/config/*; do
+		check "/etc/config/${file##*/}"
+		expect_is "$(<"$file")" "$(</etc/config/"${file##*/}")"
+	done
+	expect_is 'env network qos version' "$(cd /etc/config && echo *)"
+	check 'nothing waits for a commit'
+	expect_is no "$([[ -e /tmp/.uci ]] && echo yes || echo no)"
+	check 'the sockets of the bus and of the host'
+	expect_is 0 "$(test -S /var/run/ubus/ubus.sock; echo $?)"
+	expect_is 0 "$(test -S /var/run/lxc_ipc/ubus.sock; echo $?)"
+}
+
 # fact NAME - the value of the line "NAME: VALUE" of the last report.
 fact() {
 	local text=${out#*$'\t '"$1: "}
@@ -252,7 +267,7 @@ counters_grow() {
 ubus_answers() {
 	check 'ubus list'
 	expect_status 0 ubus list
-	expect_out_is system
+	expect_out_is $'ipset\niwinfo\nsystem\nuci'
 	check 'ubus call'
 	expect_status 0 ubus -t 5 -S call system board '{}'
 	expect_out_has '"hostname": "gateway"'
@@ -266,7 +281,8 @@ ubus_answers() {
 	expect_err_is 'Command failed: Not found'
 	expect_status 3 ubus -S call system no-such-method
 	expect_is '' "$out$err"
-	expect_status 2 ubus call system board nonsense
+	expect_status 12 ubus -S call system board nonsense
+	expect_is '' "$out$err"
 }
 
 calls_are_counted() {
@@ -293,6 +309,7 @@ if [[ ${1-} == inside ]]; then
 	flows_are_tracked
 	neighbours_are_known
 	filters_work
+	store_is_there
 	counters_grow
 	wireless_reports
 	ubus_answers

@@ -137,7 +137,7 @@ for row in stations:
                  (tx_rate + group * group_size) / (tx_rate / tx_size + group), 1.1)
     history.near("size received", received / (history.total("ip_packets_recieved") or 1), rx_size, 1.1)
 
-want = len(table("radios")) + len(stations)
+want = len(table("radios")) + len(stations) + 1  # and the WAN
 if len(os.listdir(folder)) != want:
     print("%d files, not %s" % (want, os.listdir(folder)))
 END

@@ -31,7 +31,7 @@ scratch=$(mktemp -d) || exit 1
 
 # The programs under test may have been built below /tmp, which the gateway
 # covers with its own.
-for program in "${VANTU_WIFI_CLI-}" "${VANTU_NEIGH_PROBE-}"; do
+for program in "${VANTU_WIFI_CLI-}" "${VANTU_NEIGH_PROBE-}" "${VANTU_MARKING_PROBE-}"; do
 	[[ $program == */* ]] && SIM_KEEP=${SIM_KEEP:+$SIM_KEEP:}${program%/*}
 done
 export SIM_KEEP=${SIM_KEEP-}

@@ -14,7 +14,7 @@ export LC_ALL=C
 # characters with a date. What is no log line, or stands behind a line end in a message, is left out.
 console_lines() {
 	local colour=$'\x1b\\[[0-9]*m'
-	sed -E "1,/ vantu_platform_ops_init on platform: /d
+	sed -E "1,/ uci filepath set to /d
 		s/^([0-9:]{8}) $colour(.{5})$colour $colour([^ ]*)$colour /\\1 \\2 \\3 /" "$1" |
 		grep -aE '^[0-9]{2}:[0-9]{2}:[0-9]{2} ' | cut -b 1-244
 }

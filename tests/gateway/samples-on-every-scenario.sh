@@ -59,6 +59,16 @@ in_broken() {
 	expect_has "$station_sample_failed" "$lines"
 }
 
+in_counterless() {
+	check 'counterless: a driver without counters ends the test'
+	shown sample_radio_stats
+	expect_has "$radio_sample_failed" "$lines"
+	check 'counterless: a station without a report ends the test'
+	shown sample_sta_stats
+	expect_has 'sampling sta_info failed on device wl1 02:C0:A7:20:00:01' "$lines"
+	expect_has "$station_sample_failed" "$lines"
+}
+
 issues_are_calculated() {
 	check "$SIM_SCENARIO: issues are calculated from a file of rows"
 	shown calculate_issues -m 02:AA:BB:CC:DD:01 -c "$rows"
@@ -73,7 +83,7 @@ issues_are_calculated() {
 
 if [[ ${1-} == inside ]]; then
 	case $SIM_SCENARIO in
-	bare | broken) "in_$SIM_SCENARIO" ;;
+	bare | broken | counterless) "in_$SIM_SCENARIO" ;;
 	*)
 		radios_are_sampled
 		stations_are_sampled

@@ -8,8 +8,8 @@
 
 #include <getopt.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
+
+using support::standard_error_of;
 
 int vantu_wifi_cli_main(int argc, char **argv);
 
@@ -177,14 +177,6 @@ int assert_text(const char *text)
     return 0;
 }
 
-// What `run` writes on standard error.
-std::string standard_error_of(const std::function<void()> &run)
-{
-    ::testing::internal::CaptureStderr();
-    run();
-    return ::testing::internal::GetCapturedStderr();
-}
-
 TEST(Assertions, AFailingNumberIsEvaluatedTwiceAndPrintedWithItsSourceText)
 {
     evaluations = 0;
@@ -300,18 +292,14 @@ std::string first_line_of(const char *name)
 int exit_of(const char *name)
 {
     (void)parse({"-f", name});
-    int status = 0;
-    const pid_t child = fork();
-    if (child == 0) {
+    return support::in_child([] {
         log_set_quiet(true);
         (void)freopen("/dev/null", "w", stderr);
         vantu_platform_ops ops = {};
         (void)platform_init_with_stubs(&ops);
         dispatch(&ops);
-        _exit(0);
-    }
-    (void)waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        return 0;
+    });
 }
 
 TEST(Dispatch, KnowsEveryNameAndWhatItNeeds)
@@ -396,6 +384,7 @@ int run_main(std::vector<std::string> words)
     for (std::string &word : words)
         arguments.push_back(word.data());
     optind = 0;
+    opsfunc_head = nullptr; // of a run before, which is freed but not reset
     return vantu_wifi_cli_main(static_cast<int>(words.size()), arguments.data());
 }
 
@@ -414,6 +403,7 @@ TEST(Main, RunsOneTestThenTearsThePlatformDown)
     const std::vector<std::string> wanted = {
         "DEBUG Running Test no_such_test on platform p.so radio: wl0 mac: 02:00:00:00:00:01 csv: a",
         "DEBUG vantu_platform_ops_init on platform: p.so",
+        "TRACE uci filepath set to /etc/config",
         "ERROR unknown test no_such_test",
     };
     EXPECT_EQ(wanted, log.lines);
@@ -422,7 +412,6 @@ TEST(Main, RunsOneTestThenTearsThePlatformDown)
 TEST(Main, RegistersTheTableStartsLoggingUnderItsWholeNameAndFreesTheRegistryOnce)
 {
     support::log_capture log;
-    opsfunc_head = nullptr;
     registry_frees = 0;
     EXPECT_EQ(0, run_main({"-f", "system_setup"}));
     EXPECT_NE(nullptr, opsfunc_head) << "the head is not reset";
