@@ -125,9 +125,11 @@ int wrt_get_kernel_version(char *out, int len)
         return -1;
     }
     char line[512] = "";
-    if (fgets(line, sizeof(line), pipe.get()) != nullptr)
-        line[strlen(line) - 1] = '\0'; // the line end, as a release fits the line
-    (void)vantu_strncpy(out, line, static_cast<size_t>(len));
+    (void)fgets(line, sizeof(line), pipe.get());
+    const size_t length = strlen(line);
+    if (length > 0)
+        line[length - 1] = '\0'; // the line end, as a release fits the line
+    (void)vantu_strncpy(out, line, len > 0 ? static_cast<size_t>(len) : 0);
     return 0;
 }
 

@@ -7,8 +7,8 @@
 #include "platform-slots.hpp"
 #include "support.hpp"
 #include "vantu-libs2/sclists-functions.h"
-#include "vantu-libs2/vantu-wifi-common.h"
 #include "vantu-libs2/vantu-uci.h"
+#include "vantu-libs2/vantu-wifi-common.h"
 #include "vantu-ll-api/vantu_ll_wrt.h"
 
 #include <cstring>
