@@ -1,0 +1,1 @@
+"""Turns statistics and issues of a Wi-Fi into one page that a person can read."""
