@@ -1,7 +1,10 @@
 # First process of the simulated router: builds it from the scenario's tables,
 # runs the command and, by ending, takes every process left behind with it.
 #
-#   boot.bash SIM_DIRECTORY SCENARIO_DIRECTORY SPEED COMMAND [ARGUMENT...]
+#   boot.bash SIM_DIRECTORY SCENARIO_DIRECTORY SPEED CAPTURE COMMAND [ARGUMENT...]
+#
+# CAPTURE is empty, or the number of a descriptor: then there is no scenario, and the
+# router is made from the capture as replay.bash says.
 #
 # Start-up time is paid by every test, hence one `ip`, one `conntrack` and shell
 # built-ins where a process can be saved.
@@ -13,7 +16,8 @@ set -u
 sim=$1
 scenario=$2
 speed=$3
-shift 3
+capture=$4
+shift 4
 
 wan_address=203.0.113.10
 machine=/run/sim
@@ -71,7 +75,7 @@ keep_all() {
 	local path
 	local -a more
 	keep "${sim%/*}"
-	keep "${scenario%/*}"
+	[[ -z $scenario ]] || keep "${scenario%/*}"
 	keep "$here"
 	keep_command "$1"
 	IFS=: read -ra more <<<"${SIM_KEEP-}"
@@ -152,6 +156,7 @@ make_file_systems() {
 	if [[ -d $scenario/ubus ]]; then
 		step 'copy the ubus answers' cp -R "$scenario/ubus" "$machine/"
 	fi
+	[[ -z $capture ]] || unpack_capture
 	step 'make the shell' ln -s "$(type -P busybox)" "$machine/bin/sh"
 
 	copy_config "$l/etc/config"
@@ -334,12 +339,14 @@ read_scenario() {
 	each_row stations 21 add_station
 	add_traffic
 	each_row faults 4+ add_fault
+	[[ -z $capture ]] || read_calls
 	make_faults
 	each_row leases '2|4|5|raw' add_lease
 	each_row neighbours 5 add_neighbour
 	each_row flows 11 add_flow
 	printf '%s' "$lease_lines" >/etc/dhcp_lan.leases ||
 		die 'write /etc/dhcp_lan.leases'
+	[[ -z $capture ]] || read_captured_system
 }
 
 # --- network -----------------------------------------------------------------
@@ -364,7 +371,7 @@ set_defaults() {
 preserve_neighbours() {
 	local family dev
 	for family in ipv4 ipv6; do
-		for dev in br-lan eth3; do
+		for dev in br-lan eth3 "$@"; do
 			local to=/proc/sys/net/$family/neigh/$dev
 			put 86400000 "$to/base_reachable_time_ms"
 			put 86400 "$to/ucast_solicit"
@@ -373,13 +380,16 @@ preserve_neighbours() {
 	done
 }
 
+# Addresses that a capture has for interfaces.
+declare -A mac_of=()
+
 # The far ends of the wires lie on this machine too: with ARP on they would
 # answer for the gateway's addresses beside br-lan.
 print_network() {
 	local radio n=0
 	lines 'link set lo up' \
-		'link add br-lan address 02:00:5e:00:01:01 type bridge' \
-		'link add eth3 address 02:00:5e:00:01:03 type veth peer name eth3-net' \
+		"link add br-lan address ${mac_of[br-lan]-02:00:5e:00:01:01} type bridge" \
+		"link add eth3 address ${mac_of[eth3]-02:00:5e:00:01:03} type veth peer name eth3-net" \
 		'link set eth3-net addrgenmode none arp off up' \
 		'link set eth3 up' \
 		'link set br-lan up' \
@@ -389,7 +399,7 @@ print_network() {
 		'address add 2001:db8:0:10::10/64 dev eth3 nodad' \
 		'route add default via 203.0.113.1 dev eth3'
 	for radio in "${radios[@]}"; do
-		lines "link add $radio address 02:00:5e:00:02:0$((n++)) type veth peer name $radio-air" \
+		lines "link add $radio address ${mac_of[$radio]-02:00:5e:00:02:0$((n++))} type veth peer name $radio-air" \
 			"link set $radio-air addrgenmode none arp off up" \
 			"link set $radio master br-lan up"
 	done
@@ -452,18 +462,24 @@ make_haste() {
 
 # --- the machine -------------------------------------------------------------
 
+# shellcheck source=sim/lib/replay.bash
+[[ -z $capture ]] || . "$sim/lib/replay.bash"
+
 keep_all "$1"
 make_file_systems
 read_scenario
 make_network
 make_flows
+[[ -z $capture ]] || load_captured_tables
 
 ((speed == 1)) || make_haste
 read -r uptime _ </proc/uptime
 put "$uptime $speed" "$machine/uptime-at-boot"
 : >"$machine/tools.log"
+[[ -z $capture ]] || report_replay
 
 export SIM_SCENARIO=${scenario##*/}
+[[ -z $capture ]] || SIM_SCENARIO=replay
 cd "$here" 2>/dev/null || cd / || die 'find a working directory'
 
 # An interrupt is for the command; this shell stays to report how it ended. The

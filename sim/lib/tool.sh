@@ -2,22 +2,43 @@
 #
 # A gateway has a slow processor and so does a test that lists 64 stations many
 # times: functions hand results over in variables, because $(...) costs a process.
-# shellcheck shell=dash disable=SC1091,SC2034,SC2154,SC3043,SC3060
+# shellcheck shell=dash disable=SC1090,SC1091,SC2034,SC2154,SC3043,SC3060
 
 sim=/run/sim
 
 # called TOOL ARGUMENT... - notes the call for tests that count them. Where the
-# scenario has faults, one may take over: then this does not return.
+# scenario has faults, one may take over, and so may a capture that is replayed: then
+# this does not return.
 called() {
 	if [ -n "$SIM_FAULTS_MET" ]; then
 		# Those that this tool calls have faults of their own.
 		unset SIM_FAULTS_MET
-		return
+	else
+		printf '%s\n' "$*" >>$sim/tools.log
+		if [ -e $sim/faults ]; then
+			. $sim/lib/faults.sh
+			meet_faults "$@"
+		fi
 	fi
-	printf '%s\n' "$*" >>$sim/tools.log
-	[ -e $sim/faults ] || return 0
-	. $sim/lib/faults.sh
-	meet_faults "$@"
+	[ ! -e $sim/answers ] || answer "$@"
+}
+
+# answer TOOL ARGUMENT... - what the router said to the same call, when it is replayed.
+# Returns when the capture lacks the call: then the tool answers as on a router without
+# radios. The drivers do not mind the case of an address.
+answer() {
+	local tool=$1 status file
+	shift
+	[ -d "$sim/answers/$tool" ] || return 0
+	capitals "_$*"
+	mac=$sim/answers/$tool/${mac//\//|}
+	if ! [ -e "$mac" ]; then
+		printf 'replay: not in the capture: %s\n' "$tool $*" >>$sim/tools.log
+		return 0
+	fi
+	. "$mac"
+	cat "$file"
+	exit "$status"
 }
 
 # pause MILLISECONDS

@@ -8,8 +8,11 @@
 extern "C" {
 #endif
 
-// Each reader also names a stored sample of its input ("wlctl_assoclist.txt"); this build always reads the live
-// source and ignores the name. Both functions log nothing; a failure is a NULL stream.
+// Each reader also names a stored sample of its input ("wlctl_assoclist.txt"). A normal build always reads the live
+// source and ignores the name. One that is built with VANTU_SAMPLE_FILES reads the sample instead, from the directory
+// that the environment variable VANTU_SAMPLE_FILES names, and the live source where that is empty or not set. A sample
+// that is missing is like a file that is missing, or like a command that prints nothing. Both functions log nothing; a
+// failure is a NULL stream.
 
 // Runs a shell command line and returns its standard output for reading; close it with pclose. A command that
 // the shell cannot start still yields a stream, which is empty.
