@@ -2,6 +2,7 @@
 
 #include "harness.h"
 #include "list_owner.hpp"
+#include "printable.hpp"
 #include "stream.hpp"
 #include "tool.hpp"
 #include "vantu-libs2/issues.h"
@@ -151,7 +152,7 @@ int test_get_data_struct(const char *csvfile, vantu_platform_ops *ops, vantu_com
     log_debug("  -----CSV out-------");
     vantu::file_stream file(fopen(csvfile, "we"));
     if (file == nullptr) {
-        (void)printf("\033[31mfailed to open %s for write\033[0m", csvfile);
+        (void)printf("\033[31mfailed to open %s for write\033[0m", vantu::printable<512>(csvfile).text());
         return -1;
     }
     log_debug("  created %s", csvfile);
@@ -228,7 +229,7 @@ int test_fpingdq_csv_functions(vantu_platform_ops *ops, vantu_common_device *dev
                                            ping_count, dev->mac, dev->interface, dev->ipv4, path);
     log_debug("Running command: %s", command.text());
     if (!vantu::command(command).safe || system(command.text()) != 0)
-        (void)printf("\033[31mFailed to run command: %s\033[0m", command.text());
+        (void)printf("\033[31mFailed to run command: %s\033[0m", vantu::printable<512>(command.text()).text());
     log_debug("  init list");
     sclist_t pings;
     const ping_list_owner owner(pings);

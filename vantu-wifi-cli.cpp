@@ -3,6 +3,7 @@
 
 #include "harness.h"
 #include "ops-registry.h"
+#include "printable.hpp"
 #include "vantu-libs2/sclists-functions.h"
 #include "vantu-ll-api/log.h"
 #include "vantu-ll-api/logging.h"
@@ -156,7 +157,7 @@ const char *base_name(const char *path)
 
 void print_usage(const char *progname)
 {
-    (void)printf("Usage: %s [options]\n%s", progname, usage_text);
+    (void)printf("Usage: %s [options]\n%s", vantu::printable<256>(progname).text(), usage_text);
 }
 
 int parse_options(const char *progname, int argc, char **argv)

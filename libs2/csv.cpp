@@ -9,6 +9,7 @@
 #include "vantu-ll-api/log.h"
 #include "vantu-ll-api/vantu_ll_wlctl.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <climits>
@@ -97,11 +98,18 @@ char *write_number(char *at, T number)
     return std::to_chars(at, at + 21, number).ptr;
 }
 
+// A line knows no quotes, so what would end a field or the line is replaced, and so is what other readers of such files
+// take for the start of a quoted field.
+char in_field(char character)
+{
+    const auto value = static_cast<unsigned char>(character);
+    return value < 0x20 || value == 0x7f || character == ',' || character == '"' ? '_' : character;
+}
+
 char *write_text(char *at, const char *text, size_t size)
 {
     const size_t length = size == 0 ? strlen(text) : strnlen(text, size);
-    memcpy(at, text, length); // NOLINT(bugprone-not-null-terminated-result): the line goes on behind it
-    return at + length;
+    return std::transform(text, text + length, at, in_field);
 }
 
 // Writes a column's value at `at` and returns where it ends.

@@ -193,10 +193,6 @@ int vantu_ipset_cmd_get_members(sclist_t *list, const char *set)
 {
     const vantu::command_line<256> command("/usr/sbin/ipset list %s", set);
     const auto report = [](const char *) { log_error("Failed to run command"); };
-    if (!vantu::command(command).safe) {
-        log_error("incorrect parameters or too many files.");
-        return -1;
-    }
     FILE *stream = vantu::open_tool(command, {nullptr, -1, report});
     if (stream == nullptr)
         return -1;
@@ -207,18 +203,15 @@ int vantu_ipset_cmd_get_members(sclist_t *list, const char *set)
 
 int vantu_ipset_ubuscmd_add_member(const char *entry, const char *set, const char *op)
 {
-    char arguments[512];
-    (void)snprintf(arguments, sizeof(arguments), "{ \"name\": \"%s\",\"entry\":\"%s\",\"operation\":\"%s\"}", set,
-                   entry, op);
+    const vantu::json_request<512> request(R"({ "name": "%s","entry":"%s","operation":"%s"})", set, entry, op);
     char reply[256];
-    return ubus_cmd_call("ipset", "add_member", arguments, reply, sizeof(reply));
+    return ubus_cmd_call("ipset", "add_member", request.text(), reply, sizeof(reply));
 }
 
 int vantu_ipset_ubuscmd_get_members(sclist_t *list, const char *set)
 {
-    char arguments[256];
-    (void)snprintf(arguments, sizeof(arguments), "{ \"name\": \"%s\" }", set);
+    const vantu::json_request<256> request(R"({ "name": "%s" })", set);
     char reply[10000];
-    const int result = ubus_cmd_call("ipset", "list_members", arguments, reply, sizeof(reply));
+    const int result = ubus_cmd_call("ipset", "list_members", request.text(), reply, sizeof(reply));
     return append_members(list, reply) == 0 ? result : -1;
 }

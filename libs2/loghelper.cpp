@@ -2,7 +2,7 @@
 
 #include "vantu-libs2/loghelper.h"
 
-#include "text.hpp"
+#include "printable.hpp"
 #include "vantu-libs2/temporary-storage.h"
 
 #include <cerrno>
@@ -20,15 +20,15 @@ namespace
 constexpr size_t line_size = 256;
 constexpr char dump_directory[] = "/tmp/log";
 
-// The event's line: its prefix and message, cut to the buffer.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+// The event's message, cut to the buffer.
 void format_message(log_Event *ev, char *out, size_t size)
 {
-    (void)vsnprintf(out, size, ev->fmt, ev->ap);
+    vantu::bounded_text text(out, static_cast<int>(size));
+    const auto add = [](void *to, std::string_view part) { static_cast<vantu::bounded_text *>(to)->add(part); };
+    vantu::format_printable({&text, add}, ev->fmt, ev->ap);
 }
-#pragma GCC diagnostic pop
 
+// Its line in a file: the prefix and the message.
 void format_line(log_Event *ev, char (&out)[line_size])
 {
     char when[64] = "";

@@ -122,24 +122,20 @@ void convert(char *text, int (*to_case)(int))
 int ubus_cmd_call(const char *object, const char *method, const char *json, char *reply, int maxlen)
 {
     log_trace("%s maxlen %d", __func__, maxlen);
-    const vantu::command_line<512> line("ubus -t 2 -S call %s %s '%s'", object, method,
-                                        vantu::quoted{json != nullptr ? json : "{}"});
-    const char *command = line.text();
-    log_trace("calling %s", command);
+    const vantu::command_line<512> command("ubus -t 2 -S call %s %s '%s'", object, method,
+                                           vantu::quoted{json != nullptr ? json : "{}"});
+    log_trace("calling %s", command.text());
     if (maxlen > 0)
         reply[0] = '\0';
 
-    if (!vantu::command(line).safe)
-        log_error("incorrect parameters or too many files.");
-    FILE *pipe = vantu::command(line).safe ? popen(command, "re") : nullptr;
-    if (pipe == nullptr) {
-        log_error("Failed to run %s", command);
+    const auto report = [](const char *text) { log_error("Failed to run %s", text); };
+    FILE *pipe = vantu::open_tool(command, {nullptr, 1, report});
+    if (pipe == nullptr)
         return 1;
-    }
     if (fgets(reply, maxlen, pipe) == nullptr)
         log_error("fgets returned NULL");
     if (pclose(pipe) == -1)
-        log_error("%s errno:%d, %s", command, errno, strerror(errno));
+        log_error("%s errno:%d, %s", command.text(), errno, strerror(errno));
     return 0;
 }
 

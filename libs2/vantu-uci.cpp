@@ -6,7 +6,7 @@
 
 #include "vantu-libs2/vantu-uci.h"
 
-#include "text.hpp"
+#include "printable.hpp"
 #include "vantu-ll-api/log.h"
 
 #include <cctype>
@@ -30,6 +30,9 @@ constexpr int cmp_size = 64;
 constexpr size_t list_size = 256;
 
 vantu_routercfg_context rtcfg_context;
+
+// Whether what failed last is a file that is malformed, and not a lookup.
+bool file_is_malformed;
 
 // A lookup and what it led to. The store cuts the text into its names, and the pointer points into it.
 struct place {
@@ -65,11 +68,12 @@ void __attribute__((format(printf, 1, 2))) report(const char *pattern, ...)
     va_start(arguments, pattern);
     (void)vsnprintf(what, sizeof(what), pattern, arguments);
     va_end(arguments);
-    if (rtcfg_context.uci->err == UCI_ERR_PARSE && uses_left > 0) {
+    const vantu::printable<sizeof(what)> shown(what);
+    if (file_is_malformed && uses_left > 0) {
         uses_left--;
-        uci_perror(rtcfg_context.uci, what);
+        uci_perror(rtcfg_context.uci, shown.text());
     } else {
-        (void)fprintf(stderr, "%s: %s\n", what, error_text(rtcfg_context.uci->err));
+        (void)fprintf(stderr, "%s: %s\n", shown.text(), error_text(rtcfg_context.uci->err));
     }
 }
 
@@ -86,6 +90,7 @@ void forget_packages()
 
 int refuse(int error)
 {
+    file_is_malformed = false;
     rtcfg_context.uci->err = error;
     return error;
 }
@@ -94,9 +99,13 @@ int refuse(int error)
 int look_up(const char *text, place &where)
 {
     where.ptr = {};
+    file_is_malformed = false;
     if (snprintf(where.text, sizeof(where.text), "%s", text) >= static_cast<int>(sizeof(where.text)))
         return refuse(UCI_ERR_INVAL);
-    return uci_lookup_ptr(rtcfg_context.uci, &where.ptr, where.text, true);
+    const int error = uci_lookup_ptr(rtcfg_context.uci, &where.ptr, where.text, true);
+    // Of a lookup that cannot be read not even the names are found.
+    file_is_malformed = error == UCI_ERR_PARSE && where.ptr.package != nullptr;
+    return error;
 }
 
 bool is_complete(const uci_ptr &ptr)
@@ -134,7 +143,7 @@ int find_value(const char *lookup, place &where)
     const int error = look_up(lookup, where);
     if (error != UCI_OK) {
         log_debug("get_param_str: failed to read \"%s\" err=%d", lookup, error);
-        if (error == UCI_ERR_PARSE)
+        if (file_is_malformed)
             report("get_param_str: failed to read \"%s\" err=%d", lookup, error);
         return E_PARAMNOTFOUND;
     }
@@ -143,7 +152,7 @@ int find_value(const char *lookup, place &where)
 
 void check_length(const char *lookup, size_t length, int size)
 {
-    if (length >= static_cast<size_t>(size))
+    if (size < 0 || length >= static_cast<size_t>(size))
         log_error("get_param_str(\"%s\"): value is longer (%d) than buffer size (%d)", lookup, static_cast<int>(length),
                   size);
 }
@@ -167,6 +176,14 @@ int read_value(const char *lookup, char *out, int size)
 
 // ---- Changes ----
 
+// Keeps errno.
+void wait_a_little()
+{
+    const int reason = errno;
+    (void)poll(nullptr, 0, 10);
+    errno = reason;
+}
+
 // Held from the look-up to the commit.
 class store_lock
 {
@@ -175,14 +192,14 @@ public:
     {
         // A directory that is not there needs no lock: the look-up will say so. One that is held for long is held by
         // something that hangs, and waiting for ever would make two of it.
-        taken_ = directory_ < 0;
-        for (int tries = 1000; !taken_ && tries > 0; tries--) {
+        taken_ = directory_ < 0 && (errno == ENOENT || errno == ENOTDIR);
+        for (int tries = 1000; !taken_ && directory_ >= 0 && tries > 0; tries--) {
             taken_ = flock(directory_, LOCK_EX | LOCK_NB) == 0;
             if (!taken_)
-                (void)poll(nullptr, 0, 10);
+                wait_a_little();
         }
         if (!taken_)
-            log_error("%s stays locked by another process", rtcfg_context.uci->confdir);
+            log_error("%s cannot be locked: %s", rtcfg_context.uci->confdir, strerror(errno));
     }
     ~store_lock()
     {
@@ -218,6 +235,7 @@ vantu_error refused(int error)
 bool commit(const char *function, const char *lookup, uci_ptr &ptr)
 {
     const int error = uci_commit(rtcfg_context.uci, &ptr.p, false);
+    file_is_malformed = error == UCI_ERR_PARSE;
     if (error != UCI_OK)
         report("%s: uci_commit failed '%s' err:%d", function, lookup, error);
     return error == UCI_OK;
@@ -407,7 +425,7 @@ int get_param_s64(const char *lookup, int64_t *out)
     const uci_ptr &ptr = where.ptr;
     if (error != UCI_OK || ptr.o == nullptr || ptr.o->type != UCI_TYPE_STRING) {
         log_debug("get_param_s64: failed to read \"%s\"", lookup);
-        if (error == UCI_ERR_PARSE)
+        if (file_is_malformed)
             report("get_param_s64: failed to read \"%s\"", lookup);
         return E_PARAMNOTFOUND;
     }
@@ -444,8 +462,9 @@ int cmp_param_str(const char *lookup, const char *value)
     bool equal = true;
     each_part(where.ptr, [&](std::string_view part) {
         length += part.size();
-        equal = equal && rest.substr(0, part.size()) == part;
-        rest.remove_prefix(std::min(part.size(), rest.size()));
+        const std::string_view start(rest.data(), std::min(part.size(), rest.size()));
+        equal = equal && start == part;
+        rest.remove_prefix(start.size());
     });
     check_length(lookup, length, cmp_size);
     return equal && rest.empty() ? E_CMP_EQUAL : E_CMP_NOT_EQUAL;
@@ -503,6 +522,8 @@ int add_anonymous_section(const char *package, const char *type)
     int error = look_up(package, where);
     if (error != UCI_OK) {
         log_error("add_anonymous_param: uci_lookup_ptr err:%d", error);
+        if (file_is_malformed)
+            report("add_anonymous_param: uci_lookup_ptr err:%d", error);
         return error;
     }
     uci_section *section = nullptr;
@@ -552,6 +573,8 @@ int vantu_find_uci_index_from_anonlist(const char *type_ref, const char *option,
 
 int vantu_update_config(const char *prefix, const char *lookup_list, const char *values_list)
 {
+    if (!has_context(__func__))
+        return E_MISUSE;
     const int lookup_commas = vantu_count_chars(lookup_list, ',');
     const int value_commas = vantu_count_chars(values_list, ',');
     if (lookup_commas != value_commas) {

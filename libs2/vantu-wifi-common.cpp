@@ -4,6 +4,7 @@
 
 #include "csv_file.hpp"
 #include "list_owner.hpp"
+#include "printable.hpp"
 #include "vantu-libs2/sclists-functions.h"
 #include "vantu-ll-api/log.h"
 
@@ -14,6 +15,9 @@
 
 namespace
 {
+
+// As a listing shows a text.
+using shown = vantu::printable<256>;
 
 void release(vantu_common_radio &radio)
 {
@@ -241,7 +245,7 @@ int vantu_common_csv_to_data_list(sclist_t *list, const char *path, vantu_platfo
 void vantu_common_radio_print(sclist_t *radios)
 {
     SCLIST_FOREACH(vantu_common_radio, radio, radios) {
-        (void)printf("%s %d %d %" PRIu64 " %" PRIu64 "\n", radio->interface, radio->noise, radio->channel,
+        (void)printf("%s %d %d %" PRIu64 " %" PRIu64 "\n", shown(radio->interface).text(), radio->noise, radio->channel,
                      radio->rx_bytes, radio->tx_bytes);
     }
     SCLIST_FOREACH_END(radios);
@@ -250,8 +254,9 @@ void vantu_common_radio_print(sclist_t *radios)
 void vantu_common_devices_print(sclist_t *devices)
 {
     SCLIST_FOREACH(vantu_common_device, device, devices) {
-        (void)printf("%s %s %s %s %d %d %" PRIu64 " %" PRIu64 "\n", device->hostname, device->interface, device->mac,
-                     device->ipv4, device->noise, device->rssi, device->rx_bytes, device->tx_bytes);
+        (void)printf("%s %s %s %s %d %d %" PRIu64 " %" PRIu64 "\n", shown(device->hostname).text(),
+                     shown(device->interface).text(), shown(device->mac).text(), shown(device->ipv4).text(),
+                     device->noise, device->rssi, device->rx_bytes, device->tx_bytes);
     }
     SCLIST_FOREACH_END(devices);
 }

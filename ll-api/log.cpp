@@ -4,6 +4,8 @@
 
 #include "vantu-ll-api/log.h"
 
+#include "printable.hpp"
+
 #include <cerrno>
 #include <iterator>
 
@@ -47,7 +49,7 @@ void init_event(log_Event *ev, void *udata)
     ev->udata = udata;
 }
 
-// The one place where formats are not literals: they are where they come from.
+// Formats are literals where they come from.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 template <size_t N>
@@ -57,14 +59,17 @@ void format_time(char (&out)[N], const char *pattern, const log_Event *ev)
     if (ev->time != nullptr)
         out[strftime(out, N, pattern, ev->time)] = '\0';
 }
+#pragma GCC diagnostic pop
 
 void write_message(FILE *stream, log_Event *ev)
 {
-    (void)vfprintf(stream, ev->fmt, ev->ap);
+    const auto write = [](void *to, std::string_view text) {
+        (void)fwrite(text.data(), 1, text.size(), static_cast<FILE *>(to));
+    };
+    vantu::format_printable({stream, write}, ev->fmt, ev->ap);
     (void)fprintf(stream, "\n");
     (void)fflush(stream);
 }
-#pragma GCC diagnostic pop
 
 } // namespace
 

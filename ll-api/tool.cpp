@@ -33,6 +33,11 @@ bool may_stand_quoted(unsigned char character)
     return character != '\'' && character >= 0x20 && character != 0x7f;
 }
 
+void log_unusable(place where)
+{
+    log_log(LOG_C_ERROR, base_name(where.file), where.line, "incorrect parameters or too many files.");
+}
+
 bool all_of(const char *text, bool (*allowed)(unsigned char))
 {
     for (; *text != '\0'; text++) {
@@ -54,6 +59,11 @@ bool may_stand(quoted text)
     return all_of(text.text, may_stand_quoted);
 }
 
+bool may_name_file(const char *text)
+{
+    return may_stand(text) && strchr(text, '/') == nullptr;
+}
+
 FILE *open_tool(const command &what, const reader &how)
 {
     FILE *stream = nullptr;
@@ -61,10 +71,10 @@ FILE *open_tool(const command &what, const reader &how)
         stream = how.sample == nullptr ? popen(what.text, "re") : _ll_popen_cmd_or_testfile(what.text, how.sample);
     if (stream != nullptr)
         return stream;
-    if (how.report != nullptr)
+    if (what.safe && how.report != nullptr)
         how.report(what.text);
     else
-        log_log(LOG_C_ERROR, base_name(how.where.file), how.where.line, "incorrect parameters or too many files.");
+        log_unusable(how.where);
     return nullptr;
 }
 
@@ -72,7 +82,7 @@ int run_command(const command &what, place where)
 {
     if (what.safe)
         return system(what.text);
-    log_log(LOG_C_ERROR, base_name(where.file), where.line, "incorrect parameters or too many files.");
+    log_unusable(where);
     errno = EINVAL;
     return -1;
 }

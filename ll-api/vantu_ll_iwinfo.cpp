@@ -205,8 +205,7 @@ int vantu_ll_iwinfo_assoclist_direct(const char *radio, sclist_t *list)
 
 int vantu_ll_iwinfo_assoclist(const char *radio, sclist_t *list)
 {
-    char argument[256];
-    (void)snprintf(argument, sizeof(argument), "{ \"device\": \"%s\" }", radio);
-    const vantu::command_line<300> command("ubus call iwinfo assoclist '%s'", vantu::quoted{argument});
+    const vantu::json_request<256> request(R"({ "device": "%s" })", radio);
+    const vantu::command_line<300> command("ubus call iwinfo assoclist '%s'", vantu::quoted{request.text()});
     return read_stations(radio, list, command, internal_iwinfo_assoclist);
 }

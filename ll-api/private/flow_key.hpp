@@ -34,7 +34,7 @@ public:
         size_t capacity = 16;
         while (capacity < 2 * static_cast<size_t>(sclist_size(&list)))
             capacity *= 2;
-        slots_.reset(static_cast<vantu_ll_conntrack_flow **>(calloc(capacity, sizeof(vantu_ll_conntrack_flow *))));
+        slots_.reset(static_cast<slot *>(calloc(capacity, sizeof(slot))));
         if (slots_ == nullptr)
             return;
         mask_ = capacity - 1;
@@ -43,9 +43,10 @@ public:
         for (unsigned int i = 0; i < sclist_size(&list); i++) {
             entry = entry->next;
             auto *flow = static_cast<vantu_ll_conntrack_flow *>(entry->data);
-            vantu_ll_conntrack_flow *&slot = at(*flow);
-            if (slot == nullptr) // the first of several stays
-                slot = flow;
+            const uint32_t hash = hash_of(*flow);
+            slot &place = at(*flow, hash);
+            if (place.flow == nullptr) // the first of several stays
+                place = {flow, hash};
         }
     }
 
@@ -54,34 +55,40 @@ public:
     {
         if (slots_ == nullptr)
             return static_cast<vantu_ll_conntrack_flow *>(sclist_seek(&list_, &flow));
-        return at(flow);
+        return at(flow, hash_of(flow)).flow;
     }
 
 private:
+    // The hash spares a look at flows that are others, which in a long list are far away in memory.
+    struct slot {
+        vantu_ll_conntrack_flow *flow; // null: free
+        uint32_t hash;
+    };
     struct releaser {
-        void operator()(vantu_ll_conntrack_flow **slots) const { free(slots); }
+        void operator()(slot *slots) const { free(slots); }
     };
 
-    static size_t hash(const vantu_ll_conntrack_flow &flow)
+    static uint32_t hash_of(const vantu_ll_conntrack_flow &flow)
     {
         uint64_t value = static_cast<uint64_t>(flow.src._u.ipv4.s_addr) << 32 | flow.dst._u.ipv4.s_addr;
         value ^= (static_cast<uint64_t>(flow.sport) << 24 | static_cast<uint64_t>(flow.dport) << 8 | flow.proto) *
                  0x9e3779b97f4a7c15U;
         value = (value ^ value >> 32) * 0x9e3779b97f4a7c15U;
-        return static_cast<size_t>(value ^ value >> 29);
+        return static_cast<uint32_t>(value ^ value >> 29);
     }
 
     // The slot of a flow, or the free one where it would go.
-    vantu_ll_conntrack_flow *&at(const vantu_ll_conntrack_flow &flow) const
+    slot &at(const vantu_ll_conntrack_flow &flow, uint32_t hash) const
     {
-        size_t place = hash(flow) & mask_;
-        while (slots_.get()[place] != nullptr && !same_flow(*slots_.get()[place], flow))
-            place = (place + 1) & mask_;
-        return slots_.get()[place];
+        for (size_t place = hash & mask_;; place = (place + 1) & mask_) {
+            slot &here = slots_.get()[place];
+            if (here.flow == nullptr || (here.hash == hash && same_flow(*here.flow, flow)))
+                return here;
+        }
     }
 
     sclist_t &list_;
-    std::unique_ptr<vantu_ll_conntrack_flow *, releaser> slots_;
+    std::unique_ptr<slot, releaser> slots_;
     size_t mask_ = 0;
 };
 

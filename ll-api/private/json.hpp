@@ -1,7 +1,10 @@
 // JSON replies of tools: an owner for parsed text, and members that may be missing.
 #pragma once
 
+#include "text.hpp"
+
 #include <cstdint>
+#include <cstdio>
 #include <json-c/json.h>
 #include <memory>
 
@@ -29,6 +32,50 @@ inline json_object *json_member(json_object *object, const char *name, json_type
     json_object *member = json_member(object, name);
     return json_object_is_type(member, type) != 0 ? member : nullptr;
 }
+
+// A text as it stands between the quotes of a request; control characters stay, and no command with them is run.
+class json_value
+{
+public:
+    explicit json_value(const char *text)
+    {
+        bounded_text copy(text_, sizeof(text_));
+        for (; *text != '\0'; text++) {
+            if (*text == '"' || *text == '\\')
+                copy.add("\\");
+            copy.add({text, 1});
+        }
+    }
+
+    const char *text() const { return text_; }
+
+private:
+    char text_[256];
+};
+
+// A request of at most Size - 1 characters: a pattern with the texts in its places; a longer one is cut silently.
+template <size_t Size>
+class json_request
+{
+public:
+    template <typename... Texts>
+    explicit json_request(const char *pattern, Texts... texts)
+    {
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+        if (snprintf(text_, sizeof(text_), pattern, json_value(texts).text()...) < 0)
+            text_[0] = '\0';
+#pragma GCC diagnostic pop
+    }
+
+    const char *text() const
+    {
+        return text_;
+    }
+
+private:
+    char text_[Size];
+};
 
 // Takes a number, when the member is there.
 inline void take_number(json_object *object, const char *name, uint64_t &out)

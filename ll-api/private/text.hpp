@@ -14,7 +14,8 @@ template <size_t N>
 void copy_text(char (&field)[N], std::string_view text)
 {
     const size_t length = std::min(text.size(), N - 1);
-    memcpy(field, text.data(), length);
+    if (length > 0) // an empty view may be at no place at all
+        memcpy(field, text.data(), length);
     field[length] = '\0';
 }
 
@@ -32,7 +33,8 @@ public:
     {
         const size_t room = size_ > 0 ? size_ - 1 - written_ : 0;
         const size_t length = std::min(text.size(), room);
-        memcpy(out_ + written_, text.data(), length);
+        if (length > 0)
+            memcpy(out_ + written_, text.data(), length);
         written_ += length;
         length_ += text.size();
         if (size_ > 0)

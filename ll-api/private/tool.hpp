@@ -35,6 +35,9 @@ inline bool may_stand(int)
     return true;
 }
 
+// Whether a text may be part of a file's name: one that may stand in a command line and leads to no other folder.
+bool may_name_file(const char *text);
+
 // A finished command line. Not safe: a text in it may not stand there, and it must not be run.
 struct command {
     const char *text;
@@ -91,7 +94,8 @@ struct reader {
     place where = here();
 };
 
-// Starts the tool. Null, after the reader's report, when it cannot be started or the command is not safe.
+// Starts the tool. Null when the command is not safe, which is logged, or when it cannot be started, after the reader's
+// report.
 FILE *open_tool(const command &what, const reader &how);
 
 // Closes the tool and gives the reader's result: what the parser found, but 0 when the tool was reaped by someone

@@ -4,6 +4,7 @@
 
 #include "brcm-generic/brcm-sample-table.h"
 #include "text.hpp"
+#include "tool.hpp"
 #include "vantu-libs2/loghelper.h"
 #include "vantu-libs2/temporary-storage.h"
 #include "vantu-ll-api/log.h"
@@ -100,9 +101,12 @@ void log_station(const char *interface, const char *mac)
     render(station_rows, interface, mac, line);
     const char *directory = vantu_get_or_create_tmp_path();
     char name[256];
-    (void)snprintf(name, sizeof(name), "%s/vantu-kivwifi-sta-%s-debug.csv", directory, mac);
+    const int length = snprintf(name, sizeof(name), "%s/vantu-kivwifi-sta-%s-debug.csv", directory, mac);
+    const bool usable = vantu::may_name_file(mac) && length < static_cast<int>(sizeof(name));
+    if (!usable)
+        log_error("%s cannot name a file: its samples are not kept", mac);
     int fd = -1;
-    if (directory[0] != '\0')
+    if (usable && directory[0] != '\0')
         filelogger_write_line(&fd, name, debug_rotations, debug_file_size, line);
     if (fd > 0)
         (void)close(fd);

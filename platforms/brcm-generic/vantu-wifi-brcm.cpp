@@ -4,6 +4,7 @@
 
 #include "brcm-generic/brcm-sample-table.h"
 #include "list_owner.hpp"
+#include "printable.hpp"
 #include "text.hpp"
 #include "text_index.hpp"
 #include "vantu-libs2/sclists-functions.h"
@@ -182,7 +183,7 @@ int brcm_get_associated_devices_dhcp(sclist_t *devices)
         log_trace("radio: %s", radio->interface);
         (void)sclist_clear(&stations); // a radio without a name is not asked, and must not show the last one's
         if (vantu_ll_wlctl_assoclist(radio->interface, &stations) != 0)
-            (void)fprintf(stderr, "Error getting assoclist for %s", radio->interface);
+            (void)fprintf(stderr, "Error getting assoclist for %s", vantu::printable<64>(radio->interface).text());
         SCLIST_FOREACH(station, one, &stations) {
             const vantu_common_device device = to_device(*one, &leases);
             (void)sclist_append(devices, &device);

@@ -48,10 +48,10 @@ const char *hobe_container_get_system_name(void)
 
 int hobe_container_get_uci(const char *config, const char *section, const char *option, char *out, int len)
 {
-    char argument[256];
-    (void)snprintf(argument, sizeof(argument), R"({ "config": "%s", "section": "%s", "option": "%s" })", config,
-                   section, option);
-    const vantu::command_line<512> command("ubus call -S -s %s uci get '%s'", host_socket, vantu::quoted{argument});
+    const vantu::json_request<256> request(R"({ "config": "%s", "section": "%s", "option": "%s" })", config, section,
+                                           option);
+    const vantu::command_line<512> command("ubus call -S -s %s uci get '%s'", host_socket,
+                                           vantu::quoted{request.text()});
     log_debug("Running: %s", command.text());
     FILE *stream = vantu::open_tool(command, {nullptr, -1});
     if (stream == nullptr)

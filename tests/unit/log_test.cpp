@@ -194,27 +194,34 @@ TEST(LogConsole, ShowsTheLocalTimeOfTheEvent)
 struct message_case {
     const char *name;
     std::string text;
+    std::string shown;
 };
 
-TEST(LogConsole, TakesTheMessageAsItStands)
+TEST(LogConsole, KeepsAMessageInOneLineAndFromTheTerminal)
 {
     in_fresh_process([] {
         const message_case cases[] = {
-            {"empty", ""},
-            {"format directives among the arguments", "%n %s %d %%"},
-            {"shell text", "$(reboot); `id` | tee"},
-            {"line ends inside", "one\ntwo\r\nthree"},
-            {"terminal escapes", "\033[31mred\033[0m"},
-            {"quotes and commas", "\"a\",'b',=1+1"},
-            {"invalid UTF-8", "\xff\xfe\xc3("},
-            {"longer than any line buffer", std::string(100000, 'x')},
+            {"empty", "", ""},
+            {"format directives among the arguments", "%n %s %d %%", "%n %s %d %%"},
+            {"shell text", "$(reboot); `id` | tee", "$(reboot); `id` | tee"},
+            {"line ends inside", "one\ntwo\r\nthree", "one\\x0atwo\\x0d\\x0athree"},
+            {"terminal escapes", "\033[31mred\033[0m\x7f\t", "\\x1b[31mred\\x1b[0m\\x7f\\x09"},
+            {"controls of the second set",
+             "\xc2\x9b"
+             "31m",
+             "\\xc2\\x9b31m"},
+            {"UTF-8", "B\xc3\xbcro \xe2\x82\xac \xf0\x9f\x93\xb6", "B\xc3\xbcro \xe2\x82\xac \xf0\x9f\x93\xb6"},
+            {"quotes and commas", "\"a\",'b',=1+1", "\"a\",'b',=1+1"},
+            {"invalid UTF-8", "\xff\xfe\xc3(", "\\xff\\xfe\\xc3("},
+            {"longer than any line buffer", std::string(100000, 'x'), std::string(100000, 'x')},
         };
         for (const message_case &row : cases) {
             const console_capture console;
             // clang-format off
             log_error("%s", row.text.c_str()); const int line = __LINE__;
             // clang-format on
-            EXPECT_EQ(without_time(console.text()), console_line(level_cases[LOG_C_ERROR], line, row.text)) << row.name;
+            EXPECT_EQ(without_time(console.text()), console_line(level_cases[LOG_C_ERROR], line, row.shown))
+                << row.name;
         }
     });
 }

@@ -260,15 +260,20 @@ __attribute__((format(printf, 4, 5))) void event(log_LogFn sink, const char *pro
     va_end(ev.ap);
 }
 
-// Messages that a sink takes as they stand.
-const texts hostile = {
-    "",
-    "%n %s %d %% %m",
-    "$(reboot); `id` | tee",
-    "one\ntwo\r\nthree",
-    "\033[31mred\033[0m",
-    "\"a\",'b',=1+1",
-    "\xff\xfe\xc3(",
+// Texts of a message, and how a sink shows them.
+const struct {
+    std::string text;
+    std::string shown;
+} hostile[] = {
+    {"", ""},
+    {"%n %s %d %% %m", "%n %s %d %% %m"},
+    {"$(reboot); `id` | tee", "$(reboot); `id` | tee"},
+    {"one\ntwo\r\nthree", "one\\x0atwo\\x0d\\x0athree"},
+    {"\033[31mred\033[0m", "\\x1b[31mred\\x1b[0m"},
+    {"\t\x7f\xc2\x9b", "\\x09\\x7f\\xc2\\x9b"},
+    {"\"a\",'b',=1+1", "\"a\",'b',=1+1"},
+    {"\xff\xfe\xc3(", "\\xff\\xfe\\xc3("},
+    {"B\xc3\xbcro", "B\xc3\xbcro"},
 };
 
 // ---------------------------------------------------------------- the rotating file
@@ -416,7 +421,7 @@ TEST(FileloggerWriteLine, AppendsToAFileThatIsThereAndCountsWhatItHolds)
 
 TEST(FileloggerWriteLine, TakesTheTextAsItStands)
 {
-    for (const std::string &text : hostile) {
+    for (const auto &[text, shown] : hostile) {
         const temp_dir dir;
         log_file log(dir / "log.txt", 3, 1000);
         log.write_untold(text);
@@ -1221,26 +1226,26 @@ TEST(FileSink, CutsAPlaceThatIsLongerThanTheLine)
     });
 }
 
-TEST(FileSink, TakesTheMessageAsItStands)
+TEST(FileSink, KeepsAMessageInOneLineAndShowsWhatDoesNotPrint)
 {
     in_own_places([] {
         fs::create_directory("/tmp/vantu");
         std::string want;
-        for (const std::string &text : hostile) {
+        for (const auto &[text, shown] : hostile) {
             event(filelogger_helper_callback, "program", LOG_C_WARN, "%s", text.c_str());
-            want += date + "WARN " + unit + text + "\n";
+            want += date + "WARN " + unit + shown + "\n";
         }
         EXPECT_EQ(text_of(program_file), want);
     });
 }
 
-TEST(FileSink, MessageThatCannotBeFormattedLeavesALineOfItsOwn)
+TEST(FileSink, MessageWithAnUnknownConversionLeavesALineOfItsOwn)
 {
     in_own_places([] {
         fs::create_directory("/tmp/vantu");
-        event(filelogger_helper_callback, "program", LOG_C_WARN, "%ls", L"\u20ac"); // none in this locale
+        event(filelogger_helper_callback, "program", LOG_C_WARN, "wide %ls", L"\u20ac");
         event(filelogger_helper_callback, "program", LOG_C_WARN, "next");
-        EXPECT_EQ(text_of(program_file), date + "WARN " + unit + "\n" + date + "WARN " + unit + "next\n");
+        EXPECT_EQ(text_of(program_file), date + "WARN " + unit + "wide %ls\n" + date + "WARN " + unit + "next\n");
     });
 }
 
@@ -1581,16 +1586,16 @@ TEST(SyslogSink, CutsTheMessageTo127Characters)
     });
 }
 
-TEST(SyslogSink, TakesTheMessageAsItStands)
+TEST(SyslogSink, ShowsWhatDoesNotPrint)
 {
     in_own_places([] {
         const syslog_socket daemon;
-        for (const std::string &text : hostile) {
+        for (const auto &[text, shown] : hostile) {
             event(syslog_helper_callback, "program", LOG_C_ERROR, "%s", text.c_str());
-            EXPECT_EQ(daemon.receive(), (record{27, "program", text}));
+            EXPECT_EQ(daemon.receive(), (record{27, "program", shown}));
         }
-        event(syslog_helper_callback, "program", LOG_C_ERROR, "%ls", L"\u20ac"); // none in this locale
-        EXPECT_EQ(daemon.receive(), (record{27, "program", ""}));
+        event(syslog_helper_callback, "program", LOG_C_ERROR, "wide %ls", L"\u20ac"); // an unknown conversion
+        EXPECT_EQ(daemon.receive(), (record{27, "program", "wide %ls"}));
     });
 }
 
@@ -1799,8 +1804,8 @@ TEST(ErrorDumper, SlotThatHeldALongerLineShowsNothingOfIt)
             dumped(LOG_C_INFO, std::string(300, 'x'));
         texts lines;
         for (int i = 0; i < 254; i++) {
-            event(error_dumper_helper_callback, "program", LOG_C_INFO, "%ls", L"\u20ac"); // cannot be formatted
-            lines.push_back(line_of("INFO ", ""));
+            event(error_dumper_helper_callback, "program", LOG_C_INFO, "%ls", L"\u20ac"); // an unknown conversion
+            lines.push_back(line_of("INFO ", "%ls"));
         }
         dumped(LOG_C_ERROR, "error");
         lines.push_back(line_of("ERROR", "error"));
@@ -1808,16 +1813,16 @@ TEST(ErrorDumper, SlotThatHeldALongerLineShowsNothingOfIt)
     });
 }
 
-TEST(ErrorDumper, TakesTheMessageAsItStands)
+TEST(ErrorDumper, KeepsAMessageInOneLineAndShowsWhatDoesNotPrint)
 {
     with_dump_directory([] {
         texts lines;
-        for (const std::string &text : hostile) {
+        for (const auto &[text, shown] : hostile) {
             dumped(LOG_C_WARN, text);
-            lines.push_back(line_of("WARN ", text));
+            lines.push_back(line_of("WARN ", shown));
         }
-        dumped(LOG_C_ERROR, hostile[1]);
-        lines.push_back(line_of("ERROR", hostile[1]));
+        dumped(LOG_C_ERROR, hostile[3].text);
+        lines.push_back(line_of("ERROR", hostile[3].shown));
         EXPECT_EQ(difference(dump_of(lines), text_of(dump_file)), "");
     });
 }
