@@ -153,6 +153,17 @@ const char *base_name(const char *path)
     return slash == nullptr ? path : slash + 1;
 }
 
+// What getopt would say, but with a letter from outside made printable.
+void report_bad_option(const char *program)
+{
+    bool known = false;
+    for (const text_option &option : text_options)
+        known = known || option.letter == optopt;
+    const char letter[] = {static_cast<char>(optopt), '\0'};
+    (void)fprintf(stderr, "%s: %s -- '%s'\n", vantu::printable<256>(program).text(),
+                  known ? "option requires an argument" : "invalid option", vantu::printable<8>(letter).text());
+}
+
 } // namespace
 
 void print_usage(const char *progname)
@@ -163,6 +174,7 @@ void print_usage(const char *progname)
 int parse_options(const char *progname, int argc, char **argv)
 {
     (void)progname;
+    opterr = 0;
     for (int letter; (letter = getopt(argc, argv, "c:d:m:r:i:f:vh")) != -1;) {
         if (letter == 'v') {
             verbose_flag = 1;
@@ -175,6 +187,8 @@ int parse_options(const char *progname, int argc, char **argv)
             (void)snprintf(option.buffer, option.size, "%s", optarg);
             known = true;
         }
+        if (letter == '?')
+            report_bad_option(argv[0]);
         if (!known)
             return 1;
     }

@@ -206,7 +206,7 @@ int append_section(uci_package *package, const char *type, uci_section **res)
     if (package == nullptr || type == nullptr || res == nullptr)
         return UCI_ERR_INVAL;
     *res = nullptr;
-    class package &p = of(*package);
+    struct package &p = of(*package);
     uci_section *s = add_section(p, type, nullptr);
     if (s == nullptr)
         return UCI_ERR_MEM;

@@ -136,10 +136,9 @@ bool lexer::next(line &out)
             if (delimiter == '\n')
                 (void)take();
         }
-        if (delimiter == '\n') {
+        if (delimiter == '\n' && out.words > 0) {
             ended_ = true;
-            if (out.words > 0)
-                return true;
+            return true;
         }
     }
 }

@@ -41,9 +41,11 @@ public:
     {
         bounded_text copy(text_, sizeof(text_));
         for (; *text != '\0'; text++) {
-            if (*text == '"' || *text == '\\')
-                copy.add("\\");
-            copy.add({text, 1});
+            const char escaped[] = {'\\', *text};
+            const size_t length = *text == '"' || *text == '\\' ? 2 : 1;
+            if (copy.room() < length)
+                break;
+            copy.add({escaped + sizeof(escaped) - length, length});
         }
     }
 

@@ -45,10 +45,10 @@ texts asked_of;
 int append_devices(sclist_t *devices)
 {
     const std::string &reading = readings[std::min(readings_made++, readings.size() - 1)];
-    int number = 0;
+    unsigned int number = 0;
     for (const char kind : reading) {
         vantu_common_device device = {};
-        (void)snprintf(device.mac, sizeof(device.mac), "02:00:00:00:00:%02d", ++number % 100);
+        (void)snprintf(device.mac, sizeof(device.mac), "02:00:00:00:00:%02u", ++number % 100U);
         (void)strcpy(device.interface, kind == 'w' ? "wl1" : "eth");
         device.is_wifi = kind == 'w' ? 1 : 0;
         (void)sclist_append(devices, &device);

@@ -341,6 +341,22 @@ TEST_F(UciCompat, IgnoresAPendingRecordThatWasCutOff)
     }
 }
 
+// Lines without words, which somebody's editor left, do not make such a record a whole one.
+TEST_F(UciCompat, IgnoresACutOffRecordBehindALineWithoutWords)
+{
+    for (const std::string records : {"\nc.main.a", "# edited\nc.main.a", " \n\nc.main.a='x"}) {
+        SCOPED_TRACE(records);
+        reset();
+        fs::create_directory(save);
+        write(save / "c", records);
+        uci_context *ctx = context();
+        ASSERT_EQ(change(ctx, "=c.main.k=later"), 0);
+        ASSERT_EQ(change(ctx, "cc"), 0);
+        uci_free_context(ctx);
+        EXPECT_NE(read(conf / "c").find("option k 'later'"), std::string::npos);
+    }
+}
+
 // Any failing system call: an error (or success), the old or the new file, no temporary, and a later commit succeeds.
 TEST_F(UciCompat, FailsCleanlyWhereverASystemCallFails)
 {
