@@ -150,7 +150,7 @@ int test_get_data_struct(const char *csvfile, vantu_platform_ops *ops, vantu_com
     (void)_check_funcptr("data_struct_to_csv_string", ops->data_struct_to_csv_string);
     log_debug("  checking for get_associated_devices");
     log_debug("  -----CSV out-------");
-    vantu::file_stream file(fopen(csvfile, "we"));
+    vantu::file_stream file(vantu::open_file(csvfile, "we"));
     if (file == nullptr) {
         (void)printf("\033[31mfailed to open %s for write\033[0m", vantu::printable<512>(csvfile).text());
         return -1;

@@ -30,8 +30,34 @@ inline double quantile(std::vector<double> values, double share)
     return values[static_cast<size_t>(share * static_cast<double>(values.size() - 1))];
 }
 
-// Prints a table: median time of each contender and its ratio to the peer, the one at index `peer`: median, and in
-// brackets the quarter and three quarter points. The first round warms up and does not count.
+// One row of the table that bench/run makes of all benchmarks' output: a figure, and beside it the ratio to its peer or
+// what it must be, with the spread. Any of the last three may be empty.
+inline void row(const std::string &title, const std::string &name, const std::string &figure, const std::string &ratio,
+                const std::string &spread)
+{
+    (void)printf("row\t%s\t%s\t%s\t%s\t%s\n", title.c_str(), name.c_str(), figure.c_str(), ratio.c_str(),
+                 spread.c_str());
+    (void)fflush(stdout);
+}
+
+inline std::string decimal(double value)
+{
+    char text[32];
+    (void)snprintf(text, sizeof(text), "%.3f", value);
+    return text;
+}
+
+// A row whose times and ratios were taken in several rounds: the medians, and as the spread of the ratio the quarter
+// and three quarter points.
+inline void row_of_rounds(const std::string &title, const std::string &name, const std::vector<double> &times,
+                          const std::vector<double> &ratios)
+{
+    row(title, name, decimal(quantile(times, 0.5) * 1e3) + " ms", decimal(quantile(ratios, 0.5)),
+        "[" + decimal(quantile(ratios, 0.25)) + ", " + decimal(quantile(ratios, 0.75)) + "]");
+}
+
+// Makes a row of each contender: its time, and the ratio to the peer, the one at index `peer`. The first round warms up
+// and does not count.
 inline void compare(const std::string &title, int rounds, const std::vector<contender> &contenders, size_t peer = 0)
 {
     std::vector<std::vector<double>> times(contenders.size());
@@ -45,12 +71,8 @@ inline void compare(const std::string &title, int rounds, const std::vector<cont
             ratios[i].push_back(now[i] / now[peer]);
         }
     }
-    (void)printf("\n%s (median of %d rounds)\n", title.c_str(), rounds);
     for (size_t i = 0; i < contenders.size(); i++)
-        (void)printf("  %-52s %10.3f ms  %6.3f  [%.3f, %.3f]\n", contenders[i].name.c_str(),
-                     quantile(times[i], 0.5) * 1e3, quantile(ratios[i], 0.5), quantile(ratios[i], 0.25),
-                     quantile(ratios[i], 0.75));
-    (void)fflush(stdout);
+        row_of_rounds(title, contenders[i].name, times[i], ratios[i]);
 }
 
 } // namespace bench

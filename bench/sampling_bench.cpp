@@ -131,6 +131,7 @@ void bench_time(const std::vector<station> &stations)
     constexpr int rounds = 41;
     constexpr int repeats = 100; // from memory a sample is too short for the kernel's clock
     std::vector<double> times[3];
+    std::vector<double> ratios[3];
     for (int round = -1; round < rounds; round++) {
         const double start = own_seconds();
         only_read(stations);
@@ -142,18 +143,16 @@ void bench_time(const std::vector<station> &stations)
             sample(stations);
         from_memory = false;
         const double from_start[] = {read - start, sampled - read, (own_seconds() - sampled) / repeats};
-        for (int i = 0; round >= 0 && i < 3; i++)
+        for (int i = 0; round >= 0 && i < 3; i++) {
             times[i].push_back(from_start[i] / static_cast<double>(stations.size()));
+            ratios[i].push_back(from_start[i] / from_start[0]);
+        }
     }
-    (void)printf(
-        "\nown processor time of a station's sample, without the tool's (median of %d rounds of %zu stations)\n",
-        rounds, stations.size());
     const char *const names[] = {"a bare popen loop over the same commands", "sample_sta_stats",
                                  "sample_sta_stats, the report from memory"};
     for (int i = 0; i < 3; i++)
-        (void)printf("  %-52s %10.3f ms  [%.3f, %.3f]\n", names[i], bench::quantile(times[i], 0.5) * 1e3,
-                     bench::quantile(times[i], 0.25) * 1e3, bench::quantile(times[i], 0.75) * 1e3);
-    (void)fflush(stdout);
+        bench::row_of_rounds("own processor time of a station's sample, without the tool's", names[i], times[i],
+                             ratios[i]);
 }
 
 // ---- A daemon's rounds ----
@@ -246,11 +245,10 @@ void bench_allocations()
         sampling += sampled - start;
         updating += allocations - sampled;
     }
-    (void)printf("\nallocations of the program's own code, after the first round (%d rounds); aim: none for a sample\n",
-                 rounds);
-    (void)printf("  %-52s %10.3f\n", "for a sample", static_cast<double>(sampling) / static_cast<double>(taken));
-    (void)printf("  %-52s %10.3f\n", "for an update of the lists", static_cast<double>(updating) / rounds);
-    (void)fflush(stdout);
+    const char title[] = "allocations of the program's own code, after the first round; aim: none for a sample";
+    bench::row(title, "for a sample", bench::decimal(static_cast<double>(sampling) / static_cast<double>(taken)), "",
+               "");
+    bench::row(title, "for an update of the lists", bench::decimal(static_cast<double>(updating) / rounds), "", "");
 }
 
 // In kB: what is not backed by a file, as the kernel counts it exactly.
@@ -272,20 +270,30 @@ void bench_memory()
     daemon_lists lists;
     from_memory = true;
     (void)sleep(2); // the channels' reports are used for a second; the first round is to read, and note, all reports
-    (void)printf(
-        "\nmemory of a daemon; aim: in use the same after 10,000 rounds as after 100 (resident: as after 1,000,\n"
-        "when the histories of 500 samples are full)\n");
+    constexpr int marks[] = {100, 1000, 10000};
+    std::vector<size_t> in_use;
+    std::vector<size_t> in_memory;
     const double start = own_seconds();
-    size_t taken = 0;
     for (int round = 1; round <= 10000; round++) {
         lists.update();
-        taken += static_cast<size_t>(lists.sample());
-        if (round == 100 || round == 1000 || round == 10000)
-            (void)printf("  after %5d rounds: bytes in use, kB resident          %10zu %7zu\n", round,
-                         mallinfo2().uordblks, resident());
+        (void)lists.sample();
+        if (std::find(std::begin(marks), std::end(marks), round) == std::end(marks))
+            continue;
+        in_use.push_back(mallinfo2().uordblks);
+        in_memory.push_back(resident());
     }
-    (void)printf("  %-52s %10.3f ms\n", "processor time of a round, reports from memory", (own_seconds() - start) / 10);
-    (void)printf("  %-52s %10zu\n", "samples taken", taken);
+    const double seconds = own_seconds() - start;
+    const char title[] =
+        "memory of a daemon; aim: in use after 10,000 rounds as after 100, resident as after 1,000, when "
+        "the histories are full";
+    for (size_t i = 0; i < in_use.size(); i++) {
+        const std::string after = "after " + std::to_string(marks[i]) + " rounds";
+        bench::row(title, "in use " + after, std::to_string(in_use[i]) + " bytes",
+                   bench::decimal(static_cast<double>(in_use[i]) / static_cast<double>(in_use[0])), "");
+        bench::row(title, "resident " + after, std::to_string(in_memory[i]) + " kB",
+                   bench::decimal(static_cast<double>(in_memory[i]) / static_cast<double>(in_memory[1])), "");
+    }
+    bench::row(title, "processor time of a round, reports from memory", bench::decimal(seconds / 10) + " ms", "", "");
     from_memory = false;
 }
 

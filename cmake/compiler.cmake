@@ -22,7 +22,7 @@ target_compile_options(vantu-product INTERFACE
   # Scores must not differ from one machine to the next: no fused multiply-add.
   -ffp-contract=off)
 target_link_libraries(vantu-product INTERFACE vantu-compiler)
-target_link_options(vantu-product INTERFACE -Wl,--gc-sections -Wl,--as-needed)
+target_link_options(vantu-product INTERFACE -Wl,--gc-sections -Wl,--as-needed -static-libgcc)
 
 if(VANTU_SANITIZE)
   set(sanitizers -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -423,10 +423,10 @@ int brcm_timeval_diff(struct timeval a, struct timeval b)
 
 int vantu_merge_fpingdq_csv_files(const char *non_ping_path, const char *ping_path)
 {
-    const vantu::file_stream from(fopen(non_ping_path, "re"));
+    const vantu::file_stream from(vantu::open_file(non_ping_path, "re"));
     if (from == nullptr)
         return -1;
-    vantu::file_stream to(fopen(ping_path, "ae"));
+    vantu::file_stream to(vantu::open_file(ping_path, "ae"));
     if (to == nullptr)
         return -1;
     if (same_file(from.get(), to.get())) {

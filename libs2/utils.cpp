@@ -160,7 +160,7 @@ int vantu_cp(const char *to, const char *from)
 
 char *vantu_read_file_to_char(const char *path)
 {
-    const vantu::file_stream stream(fopen(path, "rbe"));
+    const vantu::file_stream stream(vantu::open_file(path, "rbe"));
     struct stat info;
     if (stream == nullptr || fstat(fileno(stream.get()), &info) != 0) {
         log_debug("unable to open %s", path);

@@ -4,6 +4,7 @@
 //     1767225600000000,192.168.1.23,1,3.25,64,160,0,...
 
 #include "vantu-libs2/vantu-fpingdq.h"
+#include "stream.hpp"
 
 #include "csv_columns.hpp"
 #include "csv_file.hpp"
@@ -155,7 +156,7 @@ int vantu_fpingdq_only_to_list(sclist_t *list, const char *path)
 
 int vantu_fpingdq_data_to_csvfile(sclist_t *list, const char *path)
 {
-    vantu::file_stream file(fopen(path, "we"));
+    vantu::file_stream file(vantu::open_file(path, "we"));
     if (file == nullptr) {
         log_error("failed to open file %s for write", path);
         return -1;

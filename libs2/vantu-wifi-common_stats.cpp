@@ -1,5 +1,6 @@
 // The statistics samples as CSV: tables, differences and files. See vantu-libs2/vantu-wifi-common.h.
 
+#include "stream.hpp"
 #include "vantu-libs2/vantu-wifi-common.h"
 
 #include "csv_columns.hpp"
@@ -138,7 +139,7 @@ int calculate_delta(sclist_t &table, Stats &scratch, Stats *earlier, const Stats
 class csv_writer
 {
 public:
-    csv_writer(const char *path, sclist_t *table) : path_(path), table_(table), file_(fopen(path, "we"))
+    csv_writer(const char *path, sclist_t *table) : path_(path), table_(table), file_(vantu::open_file(path, "we"))
     {
         if (file_ == nullptr) {
             log_error("failed to open file %s for write", path);

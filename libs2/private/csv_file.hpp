@@ -56,7 +56,7 @@ class csv_file
 {
 public:
     explicit csv_file(const char *path)
-        : stream_(fopen(path, "re")), header_(new_csv_fields()), fields_(new_csv_fields())
+        : stream_(open_file(path, "re")), header_(new_csv_fields()), fields_(new_csv_fields())
     {
     }
 

@@ -2,6 +2,8 @@
 
 #include "vantu-ll-api/testfile.h"
 
+#include "stream.hpp"
+
 // "e": a tool that is started while a stream is open does not inherit it.
 
 #ifdef VANTU_SAMPLE_FILES
@@ -56,12 +58,12 @@ FILE *_ll_fopen_text_or_testfile(const char *file, const char *testfile)
 {
     const char *directory = sample_directory();
     if (directory == nullptr)
-        return fopen(file, "re");
+        return vantu::open_file(file, "re");
     if (!is_sample_name(testfile))
         return refuse(EINVAL);
     char path[PATH_MAX];
     const int length = snprintf(path, sizeof(path), "%s/%s", directory, testfile);
-    return length < static_cast<int>(sizeof(path)) ? fopen(path, "re") : refuse(ENAMETOOLONG);
+    return length < static_cast<int>(sizeof(path)) ? vantu::open_file(path, "re") : refuse(ENAMETOOLONG);
 }
 
 #else
@@ -75,7 +77,7 @@ FILE *_ll_popen_cmd_or_testfile(const char *cmd, const char *testfile)
 FILE *_ll_fopen_text_or_testfile(const char *file, const char *testfile)
 {
     (void)testfile;
-    return fopen(file, "re");
+    return vantu::open_file(file, "re");
 }
 
 #endif

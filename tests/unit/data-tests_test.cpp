@@ -14,8 +14,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <climits>
 #include <filesystem>
 #include <functional>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -607,6 +609,25 @@ TEST_F(DataTests, CalculateDeltaCallsTheEarlierRowDataAndShowsItAsTheDifferenceW
         EXPECT_EQ(got.output + got.errors, "");
     }
 }
+
+// Without an address space there is no second row; AddressSanitizer needs one of its own.
+#ifndef __SANITIZE_ADDRESS__
+TEST_F(DataTests, CalculateDeltaDoesNothingWithoutMemoryForBothRows)
+{
+    EXPECT_EQ(in_child([&] {
+                  static int asked;
+                  asked = 0;
+                  ops.get_data_struct_size = [] { return asked++ == 0 ? data_row_size() : INT_MAX; };
+                  const rlimit memory = {512U << 20U, 512U << 20U};
+                  (void)setrlimit(RLIMIT_AS, &memory);
+                  const outcome got = run_calculate_delta();
+                  if (!events.empty())
+                      return 1;
+                  return got.result == 0 && got.log.back() == "DEBUG Done calculate_delta" ? 0 : 2;
+              }),
+              0);
+}
+#endif
 
 // ---- Latency ----
 

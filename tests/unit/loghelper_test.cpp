@@ -173,7 +173,7 @@ std::optional<std::string> text_of(const std::string &path)
     std::ifstream file(path, std::ios::binary);
     if (!fs::is_regular_file(fs::symlink_status(path)) || !file)
         return std::nullopt;
-    std::string text(fs::file_size(path), '\0');
+    std::string text(static_cast<size_t>(fs::file_size(path)), '\0');
     if (!file.read(text.data(), static_cast<std::streamsize>(text.size())))
         return std::nullopt;
     return text;

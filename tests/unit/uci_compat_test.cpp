@@ -233,6 +233,19 @@ TEST_F(UciCompat, FreesNoContext)
     uci_get_errorstr(nullptr, nullptr, "x");
 }
 
+TEST_F(UciCompat, CallsACodeThatIsNoneUnknown)
+{
+    uci_context *ctx = context();
+    for (const int code : {static_cast<int>(UCI_ERR_UNKNOWN), static_cast<int>(UCI_ERR_LAST), 99, -1}) {
+        char *text = nullptr;
+        ctx->err = code;
+        uci_get_errorstr(ctx, &text, "x");
+        EXPECT_STREQ("x: Unknown error", text) << code;
+        free(text);
+    }
+    uci_free_context(ctx);
+}
+
 // The changes are saved, then the commit is killed before each of its system calls: the file is the old or the new
 // one, and the next commit makes every change exactly once.
 TEST_F(UciCompat, CommitsOnceWhereverItIsKilled)

@@ -138,6 +138,13 @@ protected:
     vantu_platform_ops ops;
 };
 
+TEST_F(Composition, AnswersZero)
+{
+    const support::quiet_log quiet;
+    vantu_platform_ops again = {};
+    EXPECT_EQ(platform_init_ops(&again), 0);
+}
+
 TEST_F(Composition, ExactlyEightOfTheLastSlotsAreNull)
 {
     for (const char *name : {"get_host_ip", "set_websocket_ip_address", "get_qos_config", "get_ap_neighbors",

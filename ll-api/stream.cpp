@@ -1,0 +1,55 @@
+// Files that cannot keep the program waiting: see private/stream.hpp.
+
+#include "stream.hpp"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace vantu
+{
+
+namespace
+{
+
+constexpr int patience_ms = 1000;
+
+bool is_fifo(const char *path)
+{
+    struct stat info;
+    return stat(path, &info) == 0 && S_ISFIFO(info.st_mode);
+}
+
+FILE *give_up(int fd, int reason)
+{
+    (void)close(fd);
+    errno = reason;
+    return nullptr;
+}
+
+FILE *open_fifo(const char *path, const char *mode)
+{
+    const bool reading = mode[0] == 'r';
+    // For writing this fails when nobody reads; for reading it succeeds, and whether someone writes shows later.
+    const int fd = open(path, (reading ? O_RDONLY : O_WRONLY) | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
+        return nullptr;
+    pollfd waiting = {fd, POLLIN, 0};
+    if (reading && (poll(&waiting, 1, patience_ms) <= 0 || (waiting.revents & POLLIN) == 0))
+        return give_up(fd, ENXIO);
+    if (fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK) != 0)
+        return give_up(fd, errno);
+    FILE *stream = fdopen(fd, mode);
+    return stream != nullptr ? stream : give_up(fd, errno);
+}
+
+} // namespace
+
+FILE *open_file(const char *path, const char *mode)
+{
+    return is_fifo(path) ? open_fifo(path, mode) : fopen(path, mode);
+}
+
+} // namespace vantu

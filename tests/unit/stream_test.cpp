@@ -1,0 +1,104 @@
+// Files that cannot keep the program waiting.
+
+#include "stream.hpp"
+
+#include "support.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace support;
+
+namespace
+{
+
+std::string first_line(FILE *stream)
+{
+    char line[64] = "";
+    return fgets(line, sizeof(line), stream) != nullptr ? line : "";
+}
+
+class OpenFile : public ::testing::Test
+{
+protected:
+    void SetUp() override { ASSERT_EQ(0, mkfifo(fifo.c_str(), 0600)); }
+
+    temp_dir dir;
+    const std::string fifo = dir / "fifo";
+};
+
+TEST_F(OpenFile, OpensFilesAsFopenDoes)
+{
+    const std::string path = dir / "file";
+    EXPECT_EQ(nullptr, vantu::open_file(path.c_str(), "re"));
+    EXPECT_EQ(ENOENT, errno);
+    {
+        const vantu::file_stream out(vantu::open_file(path.c_str(), "we"));
+        ASSERT_NE(nullptr, out);
+        EXPECT_LT(0, fputs("one\n", out.get()));
+    }
+    {
+        const vantu::file_stream out(vantu::open_file(path.c_str(), "ae"));
+        ASSERT_NE(nullptr, out);
+        EXPECT_LT(0, fputs("two\n", out.get()));
+    }
+    const vantu::file_stream in(vantu::open_file(path.c_str(), "re"));
+    ASSERT_NE(nullptr, in);
+    EXPECT_EQ("one\n", first_line(in.get()));
+    EXPECT_EQ("two\n", first_line(in.get()));
+}
+
+TEST_F(OpenFile, IsAnErrorForAFifoThatNobodyWrites)
+{
+    const size_t before = open_descriptors();
+    EXPECT_EQ(nullptr, vantu::open_file(fifo.c_str(), "re"));
+    EXPECT_EQ(ENXIO, errno);
+    EXPECT_EQ(before, open_descriptors());
+}
+
+TEST_F(OpenFile, IsAnErrorForAFifoWhoseWriterSaysNothing)
+{
+    const int writer = open(fifo.c_str(), O_RDWR | O_CLOEXEC);
+    EXPECT_EQ(nullptr, vantu::open_file(fifo.c_str(), "re"));
+    EXPECT_EQ(ENXIO, errno);
+    (void)close(writer);
+}
+
+TEST_F(OpenFile, IsAnErrorForAFifoThatNobodyReads)
+{
+    for (const char *mode : {"we", "ae"}) {
+        EXPECT_EQ(nullptr, vantu::open_file(fifo.c_str(), mode)) << mode;
+        EXPECT_EQ(ENXIO, errno) << mode;
+    }
+}
+
+TEST_F(OpenFile, ReadsAFifoThatIsWritten)
+{
+    const int writer = open(fifo.c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(5, write(writer, "text\n", 5));
+    const vantu::file_stream in(vantu::open_file(fifo.c_str(), "re"));
+    ASSERT_NE(nullptr, in);
+    EXPECT_EQ(0, fcntl(fileno(in.get()), F_GETFL) & O_NONBLOCK) << "it waits for what is still to come";
+    EXPECT_EQ("text\n", first_line(in.get()));
+    (void)close(writer);
+}
+
+TEST_F(OpenFile, WritesAFifoThatIsRead)
+{
+    const int reader = open(fifo.c_str(), O_RDWR | O_CLOEXEC);
+    {
+        const vantu::file_stream out(vantu::open_file(fifo.c_str(), "we"));
+        ASSERT_NE(nullptr, out);
+        EXPECT_LT(0, fputs("text\n", out.get()));
+    }
+    char text[8] = "";
+    EXPECT_EQ(5, read(reader, text, sizeof(text)));
+    EXPECT_STREQ("text\n", text);
+    (void)close(reader);
+}
+
+} // namespace
