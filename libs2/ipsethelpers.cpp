@@ -15,6 +15,7 @@
 #include "flow_key.hpp"
 #include "json.hpp"
 #include "list_owner.hpp"
+#include "stream.hpp"
 #include "tool.hpp"
 #include "typed_list.hpp"
 #include "vantu-libs2/utils.h"
@@ -26,6 +27,8 @@ namespace
 {
 
 constexpr size_t entry_size = 128;
+// Twice what a set holds unless it is told otherwise.
+constexpr long most_members = 1 << 17;
 
 constexpr auto _flow_size = vantu::record_size<vantu_flow>;
 
@@ -175,7 +178,8 @@ int internal_vantu_ipset_get_members(FILE *stream, sclist_t *list)
     bool in_members = false;
     char line[1035];
     char member[entry_size] = "";
-    while (fgets(line, sizeof(line), stream) != nullptr) {
+    vantu::line_source lines(stream, most_members);
+    while (lines.next(line)) {
         if (in_members) {
             // A blank line scans nothing, and the member before it is taken again.
             (void)sscanf(line, "%127s", member);

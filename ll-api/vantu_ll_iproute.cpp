@@ -72,7 +72,8 @@ int _internal_iproute_get_ip_neigh_parse(FILE *stream, sclist_t *list)
 {
     char line[line_size];
     words parsed;
-    while (fgets(line, sizeof(line), stream) != nullptr) {
+    vantu::line_source lines(stream);
+    while (lines.next(line)) {
         split(line, parsed);
         if (parsed.count <= 3)
             continue;

@@ -15,6 +15,7 @@
 #include "vantu-ll-api/vantu_ll_iwinfo.h"
 
 #include "json.hpp"
+#include "stream.hpp"
 #include "text.hpp"
 #include "tool.hpp"
 #include "typed_list.hpp"
@@ -165,7 +166,8 @@ int internal_iwinfo_assoclist_direct(FILE *stream, const char *radio, sclist_t *
     station one = {};
     int line = 0;
     char text[line_size];
-    while (fgets(text, sizeof(text), stream) != nullptr) {
+    vantu::line_source lines(stream);
+    while (lines.next(text)) {
         if (line == 0)
             vantu::copy_text(one.interface, radio);
         char *rest = text;

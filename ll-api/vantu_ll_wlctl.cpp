@@ -13,6 +13,7 @@
 //     chanspec tx inbss obss nocat nopkt doze txop goodtx badtx glitch badplcp knoise idle busy timestamp
 //     36/80 7 4 22 3 6 0 58 2 1 1745 36 -90 61 42 61034812
 
+#include "stream.hpp"
 #include "text.hpp"
 #include "typed_list.hpp"
 #include "wlctl.hpp"
@@ -89,7 +90,8 @@ int internal_wlctl_assoclist(FILE *fp, const char *radio, sclist_t *list)
     (void)sclist_clear(list);
     int result = 0;
     char line[256];
-    while (fgets(line, sizeof(line), fp) != nullptr) {
+    vantu::line_source lines(fp);
+    while (lines.next(line)) {
         vantu_ll_wlctl_devicemac station = {};
         vantu::copy_text(station.radio, radio);
         char mac[sizeof(line)] = "";

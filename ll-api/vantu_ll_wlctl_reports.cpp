@@ -22,6 +22,7 @@
 //            dec: aci 0 acm 0 aifsn 3 ecwmin 3 ecwmax 4 txop 0x0
 //            eff: CWmin 7 CWmax 15 TXop 0usec
 
+#include "stream.hpp"
 #include "text.hpp"
 #include "wlctl.hpp"
 
@@ -149,7 +150,8 @@ int internal_wlctl_get_bsdata(FILE *fp, vantu_ll_wlctl_bsdata_list *list)
         log_error("%s: first line is not the expected header. line: [%s]", __func__, line);
         return -1;
     }
-    while (read_line(fp, line)) {
+    vantu::line_source lines(fp);
+    while (lines.next(line)) {
         vantu_ll_wlctl_bsdata station = {};
         if (!take_station(line, station))
             continue;

@@ -12,6 +12,7 @@
 //          per antenna noise floor: -88 -91 -90 0
 
 #include "report.hpp"
+#include "stream.hpp"
 #include "text.hpp"
 #include "wlctl.hpp"
 
@@ -153,7 +154,8 @@ int internal_wlctl_get_sta_info_file(FILE *sf, vantu_ll_wlctl_sta_info *wifi_out
     sta_info info = {};
     info.version = static_cast<uint32_t>(version);
     log_trace("sta_info version: %d", static_cast<int>(info.version));
-    while (fgets(line, sizeof(line), sf) != nullptr)
+    vantu::line_source lines(sf);
+    while (lines.next(line))
         vantu::take_line(report, line, info);
     *wifi_out = info;
     return 0;

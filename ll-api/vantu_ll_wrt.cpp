@@ -30,6 +30,8 @@ constexpr char conntrack_file[] = "/proc/net/nf_conntrack";
 constexpr char conntrack_command[] = "conntrack -L";
 constexpr char conntrack_sample[] = "wrt_conntrack.txt";
 
+constexpr long most_connections = 1 << 20;
+
 constexpr uint8_t proto_icmp = 1;
 constexpr uint8_t proto_igmp = 2;
 
@@ -196,7 +198,8 @@ int internal_vantu_ll_wrt_get_dhcp(FILE *stream, sclist_t *list)
         return VANTU_LLAPI_RETURN_ERR_GENERAL;
 
     char line[256];
-    while (fgets(line, sizeof(line), stream) != nullptr)
+    vantu::line_source lines(stream);
+    while (lines.next(line))
         parse_lease(line, list);
     return VANTU_LLAPI_RETURN_OK;
 }
@@ -216,7 +219,8 @@ int internal_vantu_ll_wrt_get_conntrack(FILE *stream, sclist_t *list)
     }
 
     char line[320];
-    while (fgets(line, sizeof(line), stream) != nullptr) {
+    vantu::line_source lines(stream, most_connections);
+    while (lines.next(line)) {
         vantu_ll_conntrack_flow flow = {};
         word_cursor word(line);
         const verdict verdict = take_flow(word, flow);

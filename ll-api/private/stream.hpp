@@ -1,6 +1,8 @@
 // Owners of streams: what is opened is closed on every way out.
 #pragma once
 
+#include "vantu-ll-api/log.h"
+
 #include <cstdio>
 #include <memory>
 
@@ -23,5 +25,28 @@ FILE *open_file(const char *path, const char *mode);
 using file_stream = std::unique_ptr<FILE, file_closer>;
 // The output of a command from popen. Where the tool's end matters, release() it and call pclose.
 using pipe_stream = std::unique_ptr<FILE, pipe_closer>;
+
+// Reads lines as fgets does, but not for ever: a tool that goes wrong may print without end, and then its reader has to
+// come back. No report comes near the limit; who may read a larger table says so.
+class line_source
+{
+public:
+    explicit line_source(FILE *stream, long most = 16384) : stream_(stream), left_(most) {}
+
+    template <size_t N>
+    bool next(char (&line)[N])
+    {
+        if (left_ == 0) {
+            log_error("the output does not end: the rest is not read");
+            return false;
+        }
+        left_--;
+        return fgets(line, N, stream_) != nullptr;
+    }
+
+private:
+    FILE *stream_;
+    long left_; // lines, or pieces of longer ones
+};
 
 } // namespace vantu

@@ -6,6 +6,7 @@
 
 #include "brcm-generic/vantu-wifi-brcm-fcctl.h"
 
+#include "stream.hpp"
 #include "tool.hpp"
 
 #include <cerrno>
@@ -39,7 +40,8 @@ void brcm_fcctl_flush(void)
 int internal_brcm_fcctl_get_sw_defers_count(FILE *fp, int *count)
 {
     char line[256];
-    while (fgets(line, sizeof(line), fp) != nullptr) {
+    vantu::line_source lines(fp);
+    while (lines.next(line)) {
         int found = 0;
         if (sscanf(line, " Pkt-SW Activate Deferral count = %d", &found) == 1) {
             *count = found;

@@ -8,6 +8,7 @@
 #include "hobe/router-info.hpp"
 #include "hobe/vantu-wifi-hobe.h"
 #include "json.hpp"
+#include "stream.hpp"
 #include "text.hpp"
 #include "tool.hpp"
 
@@ -23,7 +24,8 @@ constexpr int reply_size = 1024;
 void read_all(FILE *stream, vantu::bounded_text &out)
 {
     char line[reply_size];
-    while (fgets(line, sizeof(line), stream) != nullptr)
+    vantu::line_source lines(stream);
+    while (lines.next(line))
         out.add(line);
 }
 

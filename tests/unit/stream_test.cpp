@@ -101,4 +101,36 @@ TEST_F(OpenFile, WritesAFifoThatIsRead)
     (void)close(reader);
 }
 
+// How many lines of a text of `count` lines a source with the limit `most` gives.
+long lines_of(long count, long most, texts &log_lines)
+{
+    std::string text;
+    for (long i = 0; i < count; i++)
+        text += "line\n";
+    const stream in = stream_of(text);
+    const log_capture log;
+    vantu::line_source lines(in.get(), most);
+    char line[16];
+    long given = 0;
+    while (lines.next(line))
+        given++;
+    log_lines = log.lines;
+    return given;
+}
+
+TEST(LineSource, GivesEveryLineUpToItsLimit)
+{
+    texts log_lines;
+    EXPECT_EQ(0, lines_of(0, 3, log_lines));
+    EXPECT_EQ(2, lines_of(2, 3, log_lines));
+    EXPECT_EQ(texts{}, log_lines);
+}
+
+TEST(LineSource, EndsAnEndlessOutputWithAnError)
+{
+    texts log_lines;
+    EXPECT_EQ(3, lines_of(4, 3, log_lines));
+    EXPECT_EQ(texts{"ERROR the output does not end: the rest is not read"}, log_lines);
+}
+
 } // namespace
