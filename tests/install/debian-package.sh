@@ -21,8 +21,8 @@ layer() {
 		[[ ! -L $folder ]] || cp -P "$folder" "$base" || return
 	done
 	for folder in usr etc var; do
-		mkdir -p "$base/$folder" "$system/work/$folder" &&
-			mount -t overlay -o "userxattr,lowerdir=/$folder,upperdir=$upper/$folder,workdir=$system/work/$folder" \
+		mkdir -p "$base/$folder" "$system/aside/$folder" &&
+			mount -t overlay -o "userxattr,lowerdir=/$folder,upperdir=$upper/$folder,workdir=$system/aside/$folder" \
 				overlay "$base/$folder" || return
 	done
 	# The index of manual pages is made anew by a user that there is not in a namespace.
