@@ -46,8 +46,8 @@ int vantu_flow_list_init(sclist_t *list);
 // An empty list of texts, the members of a set. Returns 0; -1 when memory is short.
 int vantu_ipset_entry_list_init(sclist_t *list);
 
-// Writes the set entry of a flow, "DESTINATION,PROTOCOL:PORT,SOURCE" ("err" for a protocol other than TCP and UDP), into
-// `buffer` of `length` characters (128 suffice). Returns the length of the whole text.
+// Writes the set entry of a flow, "DESTINATION,PROTOCOL:PORT,SOURCE" ("err" for a protocol other than TCP and UDP),
+// into `buffer` of `length` characters (128 suffice). Returns the length of the whole text.
 int vantu_get_ipset_entry_from_flow(const vantu_flow *flow, char *buffer, int length);
 
 // ---- Through the operations table ----

@@ -77,8 +77,9 @@ int cmp_param_str(const char *lookup, const char *value);
 int cmp_param_s64(const char *lookup, int64_t value);
 
 // Sets an option (the section must be there) or makes a named section of a type, and commits. An empty value removes
-// the option, or the section when the lookup names one. Returns E_OK; E_PARAMNOTFOUND when "LOOKUP=VALUE" is no lookup or has more than 254 characters;
-// E_PARAMSETFAILED. A commit that fails is reported on standard error only: the result is still E_OK.
+// the option, or the section when the lookup names one. Returns E_OK; E_PARAMNOTFOUND when "LOOKUP=VALUE" is no lookup
+// or has more than 254 characters; E_PARAMSETFAILED. A commit that fails is reported on standard error only: the result
+// is still E_OK.
 int set_param_str(const char *lookup, const char *value);
 int set_param_s64(const char *lookup, int64_t value);
 
