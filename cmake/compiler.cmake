@@ -26,7 +26,8 @@ target_link_options(vantu-product INTERFACE -Wl,--gc-sections -Wl,--as-needed -s
 
 if(VANTU_SANITIZE)
   set(sanitizers -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  add_compile_options(${sanitizers})
+  # With them the compiler takes variables of the standard library for uninitialized.
+  add_compile_options(${sanitizers} -Wno-maybe-uninitialized)
   add_link_options(${sanitizers})
 endif()
 if(VANTU_FUZZ)
