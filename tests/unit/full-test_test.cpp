@@ -302,7 +302,7 @@ TEST_F(FullTest, StopsWhenTheTearDownIsMissing)
     ops.system_destroy = nullptr;
     const call_outcome got = run(ops);
     EXPECT_EQ(1, got.result);
-    EXPECT_EQ("test_system_destroy(ops): 1 != 0 ", last_line(got.errors));
+    EXPECT_EQ("test_system_destroy(ops ): 1 != 0 ", last_line(got.errors));
 }
 
 } // namespace
