@@ -414,11 +414,12 @@ int brcm_timeval_diff(struct timeval a, struct timeval b)
         seconds = a.tv_sec > b.tv_sec ? LLONG_MAX : LLONG_MIN;
     if (seconds > most_seconds)
         return INT_MAX;
-    if (seconds < -most_seconds)
-        return INT_MIN;
     if (seconds > 99)
         return static_cast<int>(seconds * 100000);
-    return static_cast<int>((seconds * 1000000 + (a.tv_usec - b.tv_usec)) / 10);
+    // 32 bits: a clock that was set back by more than half an hour gives a time of either sign.
+    const uint32_t microseconds =
+        static_cast<uint32_t>(seconds) * 1000000U + static_cast<uint32_t>(a.tv_usec) - static_cast<uint32_t>(b.tv_usec);
+    return static_cast<int32_t>(microseconds) / 10;
 }
 
 int vantu_merge_fpingdq_csv_files(const char *non_ping_path, const char *ping_path)
