@@ -42,13 +42,15 @@ struct float_array_releaser {
 class series
 {
 public:
-    explicit series(int length) : values_(vantum_create_float_array(length)) {}
+    explicit series(int size) : values_(vantum_create_float_array(size)), size_(size) {}
 
     bool is_there() const { return values_ != nullptr; }
+    // A walk through a full ring that has been read from gives some of its records again: they are left out.
     template <typename Number>
     void add(Number value)
     {
-        values_.get()[length_++] = static_cast<float>(value);
+        if (length_ < size_)
+            values_.get()[length_++] = static_cast<float>(value);
     }
     void sort() { qsort(values_.get(), static_cast<size_t>(length_), sizeof(float), vantum_compare_float); }
 
@@ -59,6 +61,7 @@ public:
 
 private:
     std::unique_ptr<float, float_array_releaser> values_;
+    int size_;
     int length_ = 0;
 };
 

@@ -381,6 +381,16 @@ TEST_F(RadioIssues, AreOfTheSamplesThatTheHistoryStillHolds)
     EXPECT_EQ(of.issues(), texts{"HOUSEHOLD 10"});
 }
 
+TEST_F(RadioIssues, OfAFullHistoryThatWasReadFromCountEachSampleOnce)
+{
+    radio of(12);
+    of.add({8, 1, 2, 3}, 12);
+    ASSERT_NE(vantu_ringbuffer_read(&of.record.radio_stats_buff), nullptr);
+    EXPECT_EQ(of.issues(), texts{});
+    EXPECT_EQ(of.record.issue_stats.samples, 11);
+    EXPECT_EQ(of.record.issue_stats.congestion_mean, 8.0F);
+}
+
 TEST_F(RadioIssues, AreLoggedWithFiguresThatNothingDependsOn)
 {
     radio of;
@@ -547,6 +557,14 @@ TEST_F(StationIssues, SamplesAreTakenFromTheOldestToTheNewestOfAFullHistory)
     of.add(-81, -95); // becomes the tenth of what is left
     of.add(-50, -95);
     EXPECT_EQ(of.issues(), texts{"COVERAGE 9"});
+}
+
+TEST_F(StationIssues, OfAFullHistoryThatWasReadFromCountEachSampleOnce)
+{
+    history of(12);
+    of.add(-90, -95, 12);
+    ASSERT_NE(vantu_ringbuffer_read(&of), nullptr);
+    EXPECT_EQ(of.issues(), texts{"COVERAGE 10"});
 }
 
 TEST_F(StationIssues, WithoutSamplesThatIsAnErrorAndNothingIsAppended)
