@@ -14,6 +14,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <poll.h>
 #include <strings.h>
@@ -26,7 +27,8 @@ namespace
 
 constexpr size_t lookup_size = 512;
 constexpr size_t change_size = 255;
-constexpr int cmp_size = 64;
+constexpr int cmp_size = 64;  // of cmp_param_str
+constexpr int find_size = 32; // of vantu_find_uci_index_from_anonlist
 constexpr size_t list_size = 256;
 
 vantu_routercfg_context rtcfg_context;
@@ -171,6 +173,28 @@ int read_value(const char *lookup, char *out, int size)
     vantu::bounded_text value(out, size);
     each_part(where.ptr, [&](const char *part) { value.add(part); });
     check_length(lookup, value.length(), size);
+    return E_OK;
+}
+
+// Compares the whole value with a text, as get_param_str into `size` characters would have read it. Without a value
+// `equal` stays as it was.
+int compare_value(const char *lookup, const char *text, int size, int (*compare)(const char *, const char *, size_t),
+                  bool &equal)
+{
+    place where;
+    const int result = find_value(lookup, where);
+    if (result != E_OK || !has_value(where.ptr))
+        return result;
+    std::string_view rest = text;
+    size_t length = 0;
+    equal = true;
+    each_part(where.ptr, [&](std::string_view part) {
+        length += part.size();
+        equal = equal && part.size() <= rest.size() && compare(part.data(), rest.data(), part.size()) == 0;
+        rest.remove_prefix(std::min(part.size(), rest.size()));
+    });
+    equal = equal && rest.empty();
+    check_length(lookup, length, size);
     return E_OK;
 }
 
@@ -453,21 +477,11 @@ int cmp_param_str(const char *lookup, const char *value)
     if (!has_context(__func__))
         return E_MISUSE;
     forget_packages();
-    place where;
-    const int result = find_value(lookup, where);
+    bool equal = *value == '\0';
+    const int result = compare_value(lookup, value, cmp_size, strncmp, equal);
     if (result != E_OK)
         return result;
-    std::string_view rest = value;
-    size_t length = 0;
-    bool equal = true;
-    each_part(where.ptr, [&](std::string_view part) {
-        length += part.size();
-        const std::string_view start(rest.data(), std::min(part.size(), rest.size()));
-        equal = equal && start == part;
-        rest.remove_prefix(start.size());
-    });
-    check_length(lookup, length, cmp_size);
-    return equal && rest.empty() ? E_CMP_EQUAL : E_CMP_NOT_EQUAL;
+    return equal ? E_CMP_EQUAL : E_CMP_NOT_EQUAL;
 }
 
 int cmp_param_s64(const char *lookup, int64_t value)
@@ -548,14 +562,14 @@ int vantu_find_uci_index_from_anonlist(const char *type_ref, const char *option,
     int idx = 0;
     for (; idx <= VANTU_DEVICE_UCI_MAX; idx++) {
         char lookup[lookup_size];
-        char found[32] = "";
+        bool equal = false;
         (void)snprintf(lookup, sizeof(lookup), "%s[%d]", type_ref, idx);
-        if (read_value(lookup, found, sizeof(found)) != E_OK)
+        if (compare_value(lookup, value, find_size, strncasecmp, equal) != E_OK)
             break;
         // A section without the option leaves the section's type to be compared.
         (void)snprintf(lookup, sizeof(lookup), "%s[%d].%s", type_ref, idx, option);
-        (void)read_value(lookup, found, sizeof(found));
-        if (strcasecmp(found, value) == 0) {
+        (void)compare_value(lookup, value, find_size, strncasecmp, equal);
+        if (equal) {
             *index = idx;
             return E_OK;
         }

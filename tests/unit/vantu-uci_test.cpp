@@ -1425,7 +1425,7 @@ TEST_F(VantuUci, FindWithoutSuccessGivesMinusOne)
     }
 }
 
-TEST_F(VantuUci, FindComparesTheFirst31CharactersOfAValue)
+TEST_F(VantuUci, FindComparesALongValueWholeAndTellsThatItIsLong)
 {
     const std::string value = "abcdefghijklmnopqrstuvwxyz012345"; // 32
     const std::string begin = value.substr(0, 31);
@@ -1435,15 +1435,19 @@ TEST_F(VantuUci, FindComparesTheFirst31CharactersOfAValue)
             [&] { return vantu_find_uci_index_from_anonlist("vtest.@rule", "name", wanted.c_str(), &index); });
         return std::to_string(got.result) + " " + std::to_string(index) + " " + joined(got.log);
     };
+    const auto not_found = [](const std::string &wanted) {
+        return "DEBUG vantu_find_uci_index_from_anonlist vtest.@rule name " + wanted + " NOT FOUND";
+    };
     const std::string too_long =
         "ERROR get_param_str(\"vtest.@rule[0].name\"): value is longer (32) than buffer size (32)";
 
     write(rules({value.c_str()}));
-    EXPECT_EQ(find(begin), "0 0 " + too_long);
-    EXPECT_EQ(find(value), "-5 -1 " + too_long + ",DEBUG vantu_find_uci_index_from_anonlist vtest.@rule name " + value +
-                               " NOT FOUND");
+    EXPECT_EQ(find(value), "0 0 " + too_long);
+    EXPECT_EQ(find(begin), "-5 -1 " + too_long + "," + not_found(begin));
+    EXPECT_EQ(find(value + "6"), "-5 -1 " + too_long + "," + not_found(value + "6"));
     write(rules({begin.c_str()}));
     EXPECT_EQ(find(begin), "0 0 ");
+    EXPECT_EQ(find(value), "-5 -1 " + not_found(value));
 }
 
 TEST_F(VantuUci, FindLooksAt1001SectionsAndSpeaksUpAtExactly1000WhichIsKept)

@@ -100,9 +100,9 @@ int del_param(const char *lookup);
 // ---- Several values ----
 
 // Searches the sections of an anonymous type ("PACKAGE.@TYPE") for the first whose option has the value, ignoring case,
-// and stores its index. A section without the option counts by its type. Values are compared by their first 31
-// characters. Returns E_OK; E_PARAMNOTFOUND (and index -1); E_GENERAL when there are exactly VANTU_DEVICE_UCI_MAX
-// sections and none has it; E_MISUSE.
+// and stores its index. A section without the option counts by its type. A value of more than 31 characters is compared
+// whole, but logged as too long. Returns E_OK; E_PARAMNOTFOUND (and index -1); E_GENERAL when there are exactly
+// VANTU_DEVICE_UCI_MAX sections and none has it; E_MISUSE.
 int vantu_find_uci_index_from_anonlist(const char *type_ref, const char *option, const char *value, int *index);
 
 // Sets PREFIX.LOOKUP for each of the comma separated lookups to the value at the same place of the other list. Blanks
