@@ -127,11 +127,12 @@ int _get_wme_counters_data(FILE *fp, vantu_ll_wlctl_wme_counters_data *out)
 
 int vantu_ll_wlctl_get_wme_counters(const char *radio, vantu_ll_wlctl_wme_counters *wme)
 {
-    *wme = {};
     const vantu::command_line<127> command("%s -i %s wme_counters", wlctl_path, radio);
     log_trace("running: %s", command.text());
-    return vantu::run_tool(command, {"wlctl_wme_counters.txt", 1},
-                           [&](FILE *fp) { return each_category(fp, *wme, _get_wme_counters_data); });
+    return vantu::run_tool(command, {"wlctl_wme_counters.txt", 1}, [&](FILE *fp) {
+        *wme = {};
+        return each_category(fp, *wme, _get_wme_counters_data);
+    });
 }
 
 int internal_wlctl_get_bsdata(FILE *fp, vantu_ll_wlctl_bsdata_list *list)

@@ -304,7 +304,7 @@ struct reader {
 const reader readers[] = {
     {"wme_counters", of_radio<vantu_ll_wlctl_wme_counters, vantu_ll_wlctl_get_wme_counters>,
      "wlctl -i ", " wme_counters", 126, counters_report, counters_read, zeroed<vantu_ll_wlctl_wme_counters>(),
-     1, zeroed<vantu_ll_wlctl_wme_counters>(), usual_failure, true},
+     1, used<vantu_ll_wlctl_wme_counters>(), usual_failure, true},
     {"bs_data", of_radio<vantu_ll_wlctl_bsdata_list, vantu_ll_wlctl_get_bsdata>,
      "wlctl -i ", " bs_data", 254, stations_header + station_line, {station_read}, {},
      -1, used<vantu_ll_wlctl_bsdata_list>(),

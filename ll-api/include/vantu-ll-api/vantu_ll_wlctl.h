@@ -218,8 +218,8 @@ int vantu_ll_wlctl_wme_counters_get_delta(vantu_ll_wlctl_wme_counters *wifi_old,
 // ---- Readers of further reports. -1 when the report was not understood; the result when the tool cannot be
 // started (logged) is said with each. An empty radio name is passed on to the tool. ----
 
-// Counters by category ("wme_counters"); 1 without the tool. The record is zeroed first; after a failure the
-// categories before the failing one (in the order BE, BK, VI, VO) are filled.
+// Counters by category ("wme_counters"); 1 without the tool, with the record untouched. It is zeroed otherwise; after a
+// failure the categories before the failing one (in the order BE, BK, VI, VO) are filled.
 int vantu_ll_wlctl_get_wme_counters(const char *radio, vantu_ll_wlctl_wme_counters *wme);
 int _get_wme_counters_data(FILE *fp, vantu_ll_wlctl_wme_counters_data *out);
 
