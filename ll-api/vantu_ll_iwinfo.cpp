@@ -32,6 +32,8 @@ using station = iwinfo_assoclist_device;
 constexpr size_t line_size = 1024;
 constexpr int lines_of_station = 5;
 constexpr uint64_t kbit_of_mbit = 1000;
+// A reply of some hundreds of stations; one without end would fill the memory first.
+constexpr size_t longest_reply = 1024 * 1024;
 
 constexpr auto _iwinfo_devicemac_size = vantu::record_size<station>;
 constexpr auto _iwinfo_devicemac_seeker = vantu::seek_text<&station::mac>;
@@ -123,14 +125,20 @@ station to_station(json_object *object, const char *radio)
     return one;
 }
 
-// Parses a reply of any length while it is read. What is no JSON is logged with its part that was read last.
+// Parses a reply while it is read. What is no JSON is logged with its part that was read last.
 vantu::json_text read_json(FILE *stream)
 {
     const std::unique_ptr<json_tokener, void (*)(json_tokener *)> tokener(json_tokener_new(), json_tokener_free);
     char part[line_size] = "";
     size_t length = 0;
+    size_t total = 0;
     while (tokener != nullptr && (length = fread(part, 1, sizeof(part) - 1, stream)) > 0) {
         part[length] = '\0';
+        total += length;
+        if (total > longest_reply) {
+            log_error("the output does not end: the rest is not read");
+            break;
+        }
         vantu::json_text parsed(json_tokener_parse_ex(tokener.get(), part, static_cast<int>(length)));
         if (json_tokener_get_error(tokener.get()) == json_tokener_success)
             return parsed;

@@ -36,12 +36,13 @@ public:
     template <size_t N>
     bool next(char (&line)[N])
     {
-        if (left_ == 0) {
-            log_error("the output does not end: the rest is not read");
+        if (fgets(line, N, stream_) == nullptr)
             return false;
-        }
-        left_--;
-        return fgets(line, N, stream_) != nullptr;
+        if (left_-- > 0)
+            return true;
+        left_ = 0;
+        log_error("the output does not end: the rest is not read");
+        return false;
     }
 
 private:

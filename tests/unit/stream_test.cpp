@@ -123,6 +123,7 @@ TEST(LineSource, GivesEveryLineUpToItsLimit)
     texts log_lines;
     EXPECT_EQ(0, lines_of(0, 3, log_lines));
     EXPECT_EQ(2, lines_of(2, 3, log_lines));
+    EXPECT_EQ(3, lines_of(3, 3, log_lines));
     EXPECT_EQ(texts{}, log_lines);
 }
 

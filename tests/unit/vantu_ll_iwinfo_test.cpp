@@ -738,6 +738,19 @@ TEST(Readers, AMissingToolIsARadioWithoutStations)
     EXPECT_EQ(json.log, (texts{"TRACE Running: " + json_source.command, not_parsed, no_results}));
 }
 
+TEST(Readers, AReplyThatIsJsonButDoesNotEndIsGivenUp)
+{
+    support::tool_dir tools;
+    tools.add(json_source.tool, "printf '{ \"results\": ['; exec yes '{ \"mac\": \"02:01\" },'");
+    const outcome got = read(json_source, "wl0");
+    EXPECT_EQ(got.result, 0);
+    EXPECT_EQ(got.records, texts{});
+    ASSERT_EQ(got.log.size(), 4u);
+    EXPECT_EQ(got.log[1], "ERROR the output does not end: the rest is not read");
+    EXPECT_EQ(got.log[2].substr(0, not_parsed.size()), not_parsed);
+    EXPECT_EQ(got.log[3], no_results);
+}
+
 TEST(Readers, AToolThatWasReapedByAnotherIsNoFailure)
 {
     for (const source &each : sources) {
