@@ -2,13 +2,13 @@
 
 #include "vantu-libs2/issues.h"
 
+#include "json.hpp"
 #include "scoring.hpp"
 #include "vantu-libs2/vantu-math.h"
 #include "vantu-ll-api/log.h"
 
 #include <cstdlib>
-#include <json-c/json.h>
-#include <memory>
+#include <utility>
 
 int libs2global_verbose = 0;
 
@@ -126,20 +126,41 @@ const char *name_of(int issueid)
     }
 }
 
-json_object *to_json(const vantu_issue &issue)
+// Null when memory is short, as below.
+vantu::json_text to_json(const vantu_issue &issue)
 {
-    json_object *object = json_object_new_object();
+    vantu::json_text object(json_object_new_object());
     const char *name = name_of(issue.issueid);
-    if (name != nullptr) {
-        (void)json_object_object_add(object, "Issue", json_object_new_string(name));
-        (void)json_object_object_add(object, "Score", json_object_new_double(issue.score));
-    }
+    if (name != nullptr &&
+        !(vantu::add_member(object.get(), "Issue", vantu::json_text(json_object_new_string(name))) &&
+          vantu::add_member(object.get(), "Score", vantu::json_text(json_object_new_double(issue.score)))))
+        return nullptr;
     return object;
 }
 
-struct json_releaser {
-    void operator()(json_object *object) const { (void)json_object_put(object); }
-};
+vantu::json_text to_json(sclist_t *issues)
+{
+    vantu::json_text array(json_object_new_array());
+    bool complete = array != nullptr;
+    SCLIST_FOREACH(vantu_issue, issue, issues) {
+        complete = complete && vantu::add_element(array.get(), to_json(*issue));
+    }
+    SCLIST_FOREACH_END(issues);
+    vantu::json_text report(json_object_new_object());
+    if (!complete || !vantu::add_member(report.get(), "Issues", std::move(array)))
+        return nullptr;
+    return report;
+}
+
+// The text of a report, which json-c leaves with gaps when memory is short; null when it is not what it must be.
+const char *text_of(json_object *report)
+{
+    const char *text = report != nullptr ? json_object_to_json_string(report) : nullptr;
+    if (text == nullptr)
+        return nullptr;
+    const vantu::json_text again(json_tokener_parse(text));
+    return json_object_equal(again.get(), report) != 0 ? text : nullptr;
+}
 
 } // namespace
 
@@ -206,13 +227,11 @@ int vantu_issues_calculate_for_device(vantu_ringbuffer *sta_stats_buff, sclist_t
 
 int issues_to_json(sclist_t *issues)
 {
-    const std::unique_ptr<json_object, json_releaser> report(json_object_new_object());
-    json_object *array = json_object_new_array();
-    SCLIST_FOREACH(vantu_issue, issue, issues) {
-        (void)json_object_array_add(array, to_json(*issue));
-    }
-    SCLIST_FOREACH_END(issues);
-    (void)json_object_object_add(report.get(), "Issues", array);
-    (void)printf("%s\n", json_object_to_json_string(report.get()));
+    const vantu::json_text report = to_json(issues);
+    const char *text = text_of(report.get());
+    if (text != nullptr)
+        (void)printf("%s\n", text);
+    else
+        log_error("no memory for the report of %u issues", sclist_size(issues));
     return 0;
 }

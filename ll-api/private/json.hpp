@@ -1,4 +1,4 @@
-// JSON replies of tools: an owner for parsed text, and members that may be missing.
+// JSON: an owner, members of a reply that may be missing, members of a report that may find no memory, and requests.
 #pragma once
 
 #include "text.hpp"
@@ -31,6 +31,23 @@ inline json_object *json_member(json_object *object, const char *name, json_type
 {
     json_object *member = json_member(object, name);
     return json_object_is_type(member, type) != 0 ? member : nullptr;
+}
+
+// Gives a member to an object, or an element to an array; false when memory is short for one of them.
+inline bool add_member(json_object *object, const char *name, json_text value)
+{
+    if (object == nullptr || value == nullptr || json_object_object_add(object, name, value.get()) != 0)
+        return false;
+    (void)value.release();
+    return true;
+}
+
+inline bool add_element(json_object *array, json_text value)
+{
+    if (array == nullptr || value == nullptr || json_object_array_add(array, value.get()) != 0)
+        return false;
+    (void)value.release();
+    return true;
 }
 
 // A text as it stands between the quotes of a request; control characters stay, and no command with them is run.

@@ -27,6 +27,15 @@ namespace
 int failing_array = 0;
 int arrays = 0;
 
+// The same for the calls of json-c.
+int failing_json = 0;
+int json_calls = 0;
+
+bool json_fails()
+{
+    return ++json_calls == failing_json;
+}
+
 } // namespace
 
 // Called instead of the functions of these names, which the linker renames.
@@ -36,6 +45,56 @@ float *__real_vantum_create_float_array(int size);
 float *__wrap_vantum_create_float_array(int size)
 {
     return ++arrays == failing_array ? nullptr : __real_vantum_create_float_array(size);
+}
+
+json_object *__real_json_object_new_object(void);
+json_object *__real_json_object_new_array(void);
+json_object *__real_json_object_new_string(const char *text);
+json_object *__real_json_object_new_double(double number);
+int __real_json_object_object_add(json_object *object, const char *name, json_object *value);
+int __real_json_object_array_add(json_object *array, json_object *value);
+const char *__real_json_object_to_json_string(json_object *object);
+json_object *__real_json_tokener_parse(const char *text);
+
+json_object *__wrap_json_object_new_object(void)
+{
+    return json_fails() ? nullptr : __real_json_object_new_object();
+}
+
+json_object *__wrap_json_object_new_array(void)
+{
+    return json_fails() ? nullptr : __real_json_object_new_array();
+}
+
+json_object *__wrap_json_object_new_string(const char *text)
+{
+    return json_fails() ? nullptr : __real_json_object_new_string(text);
+}
+
+json_object *__wrap_json_object_new_double(double number)
+{
+    return json_fails() ? nullptr : __real_json_object_new_double(number);
+}
+
+int __wrap_json_object_object_add(json_object *object, const char *name, json_object *value)
+{
+    return json_fails() ? -1 : __real_json_object_object_add(object, name, value);
+}
+
+int __wrap_json_object_array_add(json_object *array, json_object *value)
+{
+    return json_fails() ? -1 : __real_json_object_array_add(array, value);
+}
+
+const char *__wrap_json_object_to_json_string(json_object *object)
+{
+    return json_fails() ? nullptr : __real_json_object_to_json_string(object);
+}
+
+// A text with a gap, as json-c leaves it, parses to something else or to nothing.
+json_object *__wrap_json_tokener_parse(const char *text)
+{
+    return __real_json_tokener_parse(json_fails() ? "{ \"Issues\": [ { \"Issue\": \"noise\" } ] }" : text);
 }
 }
 
@@ -731,6 +790,26 @@ TEST_F(Report, CanBeReadBack)
         EXPECT_EQ(json_object_get_double(field), row.score);
     }
     EXPECT_EQ(json_object_put(report), 1);
+}
+
+TEST_F(Report, WithoutMemoryIsNoneAndSaysSo)
+{
+    issue_list issues;
+    issues.add(NOISE, 3);
+    issues.add(CABLE, 6);
+    json_calls = 0;
+    EXPECT_EQ(reported(issues), "{ \"Issues\": [ { \"Issue\": \"noise\", \"Score\": 3.0 }, { } ] }\n");
+    const int needed = json_calls;
+    ASSERT_GE(needed, 12);
+    for (int call = 1; call <= needed; call++) {
+        const log_capture log;
+        json_calls = 0;
+        failing_json = call;
+        EXPECT_EQ(standard_output_of([&] { EXPECT_EQ(issues_to_json(&issues), 0); }), "") << call;
+        failing_json = 0;
+        EXPECT_EQ(log.lines, texts{"ERROR no memory for the report of 2 issues"}) << call;
+        EXPECT_EQ(issues.iter_active, 0);
+    }
 }
 
 TEST(Verbose, IsAnIntAndOffAtTheStart)

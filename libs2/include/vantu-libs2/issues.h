@@ -23,7 +23,8 @@ int vantu_issues_calculate_for_device(vantu_ringbuffer *sta_stats_buff, sclist_t
                                       vantu_issue_statistics *stats, const char *mac);
 
 // Prints a list of issues on standard output as one line of JSON, {"Issues": [{"Issue": name, "Score": 1.0 to 10.0}]}.
-// An issue without a name (CABLE) is an empty object. Returns 0.
+// An issue without a name (CABLE) is an empty object. Returns 0, also when memory is short: nothing is printed then,
+// which is logged.
 int issues_to_json(sclist_t *issues);
 
 #ifdef __cplusplus
