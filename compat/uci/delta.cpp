@@ -13,6 +13,7 @@
 
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cinttypes>
@@ -159,13 +160,35 @@ int record(package &p, const change &c)
     return out.ok() ? UCI_OK : UCI_ERR_MEM;
 }
 
+namespace
+{
+
+bool is_ours(const struct stat &status)
+{
+    return status.st_uid == geteuid() || status.st_uid == 0;
+}
+
+// Whether only we and root can have put something there. The save directory stands where everybody can write, and who
+// comes first could make it, or a link in its place: what is pending there would be written into the configuration.
+bool is_trusted(const char *directory)
+{
+    struct stat named = {};
+    struct stat meant = {};
+    if (lstat(directory, &named) != 0 || stat(directory, &meant) != 0)
+        return true; // opening says what is wrong
+    return is_ours(named) && is_ours(meant) && (meant.st_mode & S_IWOTH) == 0;
+}
+
+} // namespace
+
 int open_pending(file &out, const char *directory, const package &p, int flags, int operation, mode_t mode)
 {
     text path;
     join_path(path, directory, p.e.name);
     if (!path.ok())
         return UCI_ERR_MEM;
-    // The save directory may stand where everybody can write: no link is followed.
+    if (!is_trusted(directory))
+        return UCI_ERR_NOTFOUND;
     if (out.open_locked(path.c_str(), flags | O_NOFOLLOW, operation, mode))
         return UCI_OK;
     const bool is_absent = errno == ENOENT || errno == ENOTDIR;

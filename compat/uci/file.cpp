@@ -58,11 +58,13 @@ bool same_file(const struct stat &a, const struct stat &b)
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
+// Waits ten seconds at most: who may read a file may also lock it, and what holds a lock for longer hangs.
 bool lock(int descriptor, int operation)
 {
-    while (flock(descriptor, operation) != 0) {
-        if (errno != EINTR)
+    for (int tries = 1000; flock(descriptor, operation | LOCK_NB) != 0; tries--) {
+        if ((errno != EWOULDBLOCK && errno != EINTR) || tries == 0)
             return false;
+        (void)usleep(10000);
     }
     return true;
 }

@@ -87,8 +87,8 @@ public:
     file &operator=(const file &) = delete;
     ~file() { close(); }
 
-    // A regular file, locked (`operation` as for flock) and still the one at `path`. Waits for the lock. False with
-    // errno: EISDIR for what is no regular file.
+    // A regular file, locked (`operation` as for flock) and still the one at `path`. Waits for the lock, ten seconds at
+    // most. False with errno: EISDIR for what is no regular file.
     bool open_locked(const char *path, int flags, int operation, mode_t mode = 0);
     bool create_temporary(char *pattern);
     bool is_open() const { return descriptor_ >= 0; }
@@ -229,7 +229,7 @@ int apply_others(const context &ctx, package &p, size_t &applied);
 // Applies those of one file and counts them; `committed` tells that a commit has already written all that it holds.
 int apply_pending(const file &pending, package &p, size_t &applied, bool &committed);
 int apply_all_pending(const context &ctx, package &p);
-// Opens the package's file in a directory: UCI_ERR_NOTFOUND when there is none.
+// Opens the package's file in a directory: UCI_ERR_NOTFOUND when there is none, or the directory may be another's.
 int open_pending(file &out, const char *directory, const package &p, int flags, int operation, mode_t mode = 0);
 // The record that makes a commit happen once: see commit.cpp.
 void add_commit_mark(text &out, const package &p, uint64_t content);

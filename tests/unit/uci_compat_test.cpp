@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -16,6 +17,7 @@
 #include <random>
 #include <set>
 #include <string>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <sys/wait.h>
@@ -48,6 +50,8 @@ bool hits(const char *call)
     errno = ENOSPC;
     return true;
 }
+
+unsigned long waited; // microseconds
 
 bool memory_is_short()
 {
@@ -114,6 +118,12 @@ int __wrap_mkostemp(char *pattern, int flags)
 int __wrap_flock(int fd, int operation)
 {
     return hits("flock") ? -1 : __real_flock(fd, operation);
+}
+// Waiting takes no time here.
+int __wrap_usleep(useconds_t microseconds)
+{
+    waited += microseconds;
+    return 0;
 }
 }
 
@@ -669,6 +679,64 @@ TEST_F(UciCompat, WritesNoRecordThroughALink)
     ASSERT_EQ(change(ctx, "=c.main.a=x"), 0);
     EXPECT_EQ(change(ctx, "sc"), UCI_ERR_IO);
     EXPECT_EQ(read(root_ / "victim"), "untouched");
+    uci_free_context(ctx);
+}
+
+// What another user may have put into the save directory is neither read nor written to.
+TEST_F(UciCompat, TrustsNoSaveDirectoryThatAnotherMayHaveFilled)
+{
+    const struct {
+        const char *name;
+        std::function<void()> prepare;
+    } rows[] = {
+        {"everybody may write there", [&] { fs::permissions(save, fs::perms(0777)); }},
+        {"it is another's", [&] { ASSERT_EQ(chown(save.c_str(), 65534, 65534), 0); }},
+        {"another's link leads there",
+         [&] {
+             fs::rename(save, root_ / "elsewhere");
+             fs::create_symlink(root_ / "elsewhere", save);
+             ASSERT_EQ(lchown(save.c_str(), 65534, 65534), 0);
+         }},
+    };
+    if (geteuid() != 0)
+        GTEST_SKIP() << "giving a directory to another user asks for root";
+    for (const auto &row : rows) {
+        reset();
+        fs::create_directory(save);
+        write(save / "c", "c.main.a='evil'\n");
+        row.prepare();
+        uci_context *ctx = context();
+        ASSERT_EQ(change(ctx, "=c.main.a=x"), 0) << row.name;
+        EXPECT_EQ(change(ctx, "cc"), UCI_ERR_IO) << row.name;
+        EXPECT_EQ(read(conf / "c"), old_text) << row.name;
+        EXPECT_EQ(read(save / "c"), "c.main.a='evil'\n") << row.name;
+        uci_free_context(ctx);
+        fs::remove_all(root_ / "elsewhere");
+    }
+}
+
+TEST_F(UciCompat, FollowsALinkOfOnesOwnToTheSaveDirectory)
+{
+    fs::create_directory(root_ / "elsewhere");
+    fs::create_directory_symlink(root_ / "elsewhere", save);
+    uci_context *ctx = context();
+    ASSERT_EQ(change(ctx, "=c.main.a=x"), 0);
+    EXPECT_EQ(change(ctx, "sc"), 0);
+    EXPECT_EQ(read(root_ / "elsewhere" / "c"), "c.main.a='x'\n");
+    uci_free_context(ctx);
+    fs::remove(save);
+}
+
+TEST_F(UciCompat, WaitsTenSecondsForALock)
+{
+    const int holder = open((conf / "c").c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(__real_flock(holder, LOCK_EX), 0);
+    waited = 0;
+    uci_context *ctx = context();
+    EXPECT_EQ(uci_load(ctx, "c", nullptr), UCI_ERR_IO);
+    EXPECT_EQ(waited, 10000000U);
+    ASSERT_EQ(close(holder), 0);
+    EXPECT_EQ(uci_load(ctx, "c", nullptr), 0);
     uci_free_context(ctx);
 }
 
