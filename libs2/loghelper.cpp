@@ -5,8 +5,10 @@
 #include "printable.hpp"
 #include "vantu-libs2/temporary-storage.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstddef>
 #include <cstdlib>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -66,27 +68,50 @@ int priority_of(int level)
     }
 }
 
-// Whether the folder of a path is one itself, and not a link to one.
-bool folder_is_real(const char *path)
+// Opens the folder of a path, which has to be one itself, and not a link to one.
+int open_folder(const char *path)
 {
     const char *slash = strrchr(path, '/');
-    if (slash == nullptr || slash == path)
-        return true;
-    char folder[PATH_MAX];
-    const int length = snprintf(folder, sizeof(folder), "%.*s", static_cast<int>(slash - path), path);
+    char folder[PATH_MAX] = ".";
+    // The first slash of a path belongs to the name of its folder.
+    const size_t length = slash == nullptr ? 1 : static_cast<size_t>(std::max<ptrdiff_t>(slash - path, 1));
+    if (length >= sizeof(folder)) {
+        errno = ENAMETOOLONG;
+        return -1;
+    }
+    if (slash != nullptr)
+        vantu::copy_text(folder, {path, length});
+    const int opened = open(folder, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     struct stat info;
-    return length >= static_cast<int>(sizeof(folder)) || lstat(folder, &info) != 0 || !S_ISLNK(info.st_mode);
+    if (opened < 0 && errno == ENOTDIR)
+        errno = lstat(folder, &info) == 0 && S_ISLNK(info.st_mode) ? ELOOP : ENOTDIR;
+    return opened;
+}
+
+int give_up(int fd, int reason)
+{
+    (void)close(fd);
+    errno = reason;
+    return -1;
 }
 
 // Opens a log for appending. A link that someone planted in a directory that all may write to is not followed, be it
-// the file or its folder, and something that would block (a FIFO) does not.
+// the file or its folder, and a FIFO is none: it would block, or end the program when its reader goes.
 int open_log(const char *path, int how)
 {
-    if (!folder_is_real(path)) {
-        errno = ELOOP;
+    const int folder = open_folder(path);
+    if (folder < 0)
         return -1;
-    }
-    return open(path, O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | how, 0600);
+    const char *slash = strrchr(path, '/');
+    const int fd = openat(folder, slash == nullptr ? path : slash + 1,
+                          O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | how, 0600);
+    const int reason = errno;
+    (void)close(folder);
+    errno = reason;
+    struct stat info;
+    if (fd >= 0 && fstat(fd, &info) == 0 && S_ISFIFO(info.st_mode))
+        return give_up(fd, ENXIO);
+    return fd;
 }
 
 // Writes a text and a line end as a whole or not at all: what was written of a line that did not fit (a full disk) is

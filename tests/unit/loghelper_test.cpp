@@ -647,6 +647,30 @@ TEST(FileloggerWriteLine, FileThatCannotBeOpenedIsReportedAndTriedAgainAtTheNext
     (void)alarm(0);
 }
 
+TEST(FileloggerWriteLine, AFifoIsNoLogSinceItsReaderMayGo)
+{
+    const temp_dir dir;
+    log_file log(dir / "log.txt", 3, 1000);
+    ASSERT_EQ(mkfifo(log.path().c_str(), 0600), 0);
+    const int reader = open(log.path().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    EXPECT_EQ(standard_error_of([&log] { log.write_untold("lost"); }), failed("log_to_file/open", ENXIO));
+    (void)close(reader);
+}
+
+TEST(FileloggerWriteLine, AFileWithoutAFolderStandsInTheWorkingDirectory)
+{
+    const temp_dir dir;
+    const int status = support::in_child([&dir] {
+        int fd = -1;
+        if (chdir(dir.path().c_str()) != 0)
+            return 1;
+        filelogger_write_line(&fd, "log.txt", 3, 1000, "here");
+        return 0;
+    });
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(text_of(dir / "log.txt"), "here\n");
+}
+
 TEST(FileloggerWriteLine, LinkThatTakesTheOpenFilesPlaceIsNotFollowed)
 {
     const temp_dir dir;
