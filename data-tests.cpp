@@ -11,9 +11,12 @@
 #include "vantu-libs2/vantu-fpingdq.h"
 #include "vantu-ll-api/log.h"
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <unistd.h>
+#include <utility>
 
 namespace
 {
@@ -164,7 +167,10 @@ int test_get_data_struct(const char *csvfile, vantu_platform_ops *ops, vantu_com
     const row_ptr row = new_row(ops);
     for (int i = 0; row != nullptr && i < 2; i++)
         write_row(file.get(), ops, *dev, row.get());
-    file.reset();
+    if (!vantu::finish(std::move(file))) {
+        log_error("failed to write file %s: %s", csvfile, strerror(errno));
+        return -1;
+    }
     log_debug("-----CSV out done-------");
     log_debug("-----Verify that %s is correct-------", csvfile);
     log_debug("Done %s", "fill_data_struct");

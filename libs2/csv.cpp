@@ -15,6 +15,7 @@
 #include <climits>
 #include <cstdlib>
 #include <sys/stat.h>
+#include <utility>
 
 namespace
 {
@@ -435,14 +436,17 @@ int vantu_merge_fpingdq_csv_files(const char *non_ping_path, const char *ping_pa
         return -1;
     }
     char line[1025];
-    while (fgets(line, sizeof(line), from.get()) != nullptr) {
+    vantu::line_source lines(from.get(), vantu::most_lines(from.get()));
+    while (lines.next(line)) {
         const auto length = static_cast<int>(strlen(line));
         (void)fprintf(to.get(), "%.*s\n", length > 0 ? length - 1 : 0, line);
     }
-    const bool failed = ferror(to.get()) != 0;
-    if (fclose(to.release()) != 0 || failed) {
+    const bool was_read = ferror(from.get()) == 0;
+    if (!was_read)
+        log_error("%s cannot be read: %s", non_ping_path, strerror(errno));
+    if (!vantu::finish(std::move(to))) {
         log_error("failed to write file %s: %s", ping_path, strerror(errno));
         return -1;
     }
-    return 0;
+    return was_read ? 0 : -1;
 }

@@ -24,6 +24,8 @@ namespace
 constexpr char tcpstr[] = "tcp";
 constexpr char udpstr[] = "tcp";
 
+constexpr off_t unsized_file = 65536;
+
 class descriptor
 {
 public:
@@ -82,13 +84,13 @@ bool copy_all(int to, int from)
 // False with errno set; a part of a copy is removed again.
 bool copy_to_new_file(const char *to, const char *from)
 {
-    const descriptor source(open(from, O_RDONLY | O_CLOEXEC));
-    if (!source.is_open())
+    const vantu::file_stream source(vantu::open_file(from, "re"));
+    if (source == nullptr)
         return false;
     descriptor target(open(to, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
     if (!target.is_open())
         return false;
-    if (copy_all(target.number(), source.number()) && target.close())
+    if (copy_all(target.number(), fileno(source.get())) && target.close())
         return true;
 
     const int reason = errno;
@@ -166,14 +168,15 @@ char *vantu_read_file_to_char(const char *path)
         log_debug("unable to open %s", path);
         return nullptr;
     }
-    const auto size = static_cast<size_t>(info.st_size);
+    // A file of the kernel's tells no size; what it says is short.
+    const auto size = static_cast<size_t>(info.st_size > 0 ? info.st_size : unsized_file);
     auto *text = static_cast<char *>(malloc(size + 1));
     if (text == nullptr) {
         log_error("no memory for the %d bytes of %s", static_cast<int>(size), path);
         return nullptr;
     }
     const size_t length = fread(text, 1, size, stream.get());
-    if (length != size)
+    if (info.st_size > 0 && length != size)
         log_error("file size != read length (%d %d)", static_cast<int>(size), static_cast<int>(length));
     text[length] = '\0';
     return text;

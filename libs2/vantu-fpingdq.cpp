@@ -14,6 +14,7 @@
 
 #include <cerrno>
 #include <iterator>
+#include <utility>
 
 namespace
 {
@@ -173,8 +174,7 @@ int vantu_fpingdq_data_to_csvfile(sclist_t *list, const char *path)
         (void)fprintf(file.get(), "%s\n", line);
     }
     SCLIST_FOREACH_END(list);
-    const bool failed = ferror(file.get()) != 0;
-    if (fclose(file.release()) != 0 || failed) {
+    if (!vantu::finish(std::move(file))) {
         log_error("failed to write file %s: %s", path, strerror(errno));
         return -1;
     }

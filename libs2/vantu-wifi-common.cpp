@@ -97,17 +97,18 @@ private:
 };
 
 // Has the platform parse a line's fields into a new row and appends it.
-void append_row(sclist_t *list, vantu::csv_fields &fields, vantu_platform_ops *ops)
+// False when memory is short.
+bool append_row(sclist_t *list, vantu::csv_fields &fields, vantu_platform_ops *ops)
 {
     const int size = ops->get_data_struct_size();
     const vantu::heap_ptr<void> row(calloc(1, size > 0 ? static_cast<size_t>(size) : 1));
     if (row == nullptr) {
         log_error("no memory for a data row of %d bytes", size);
-        return;
+        return false;
     }
     if (ops->csv_string_to_data_struct == nullptr || ops->csv_string_to_data_struct(fields.at, row.get()) != 0)
         log_error("error: csv_string_to_data_struct %d", fields.count);
-    (void)sclist_append(list, row.get());
+    return sclist_append(list, row.get()) > 0;
 }
 
 } // namespace
@@ -230,14 +231,13 @@ int vantu_common_csv_to_data_list(sclist_t *list, const char *path, vantu_platfo
         log_error("failed to open file %s", path);
         return static_cast<int>(sclist_size(list));
     }
-    if (file.read_header()) {
-        while (file.read_row()) {
-            if (file.fields_of_line() == file.header().count)
-                append_row(list, file.fields(), ops);
-            else
-                log_error("csv data and header count does not match %d %d. skip store in array\n",
-                          file.fields_of_line(), file.header().count);
-        }
+    bool has_memory = file.read_header();
+    while (has_memory && file.read_row()) {
+        if (file.fields_of_line() == file.header().count)
+            has_memory = append_row(list, file.fields(), ops);
+        else
+            log_error("csv data and header count does not match %d %d. skip store in array\n", file.fields_of_line(),
+                      file.header().count);
     }
     return static_cast<int>(sclist_size(list));
 }

@@ -11,6 +11,7 @@
 
 #include <cerrno>
 #include <cinttypes>
+#include <utility>
 
 namespace
 {
@@ -161,8 +162,7 @@ public:
     // False, after a log line, when not everything was written.
     bool close()
     {
-        const bool failed = ferror(file_.get()) != 0;
-        if (fclose(file_.release()) == 0 && !failed)
+        if (vantu::finish(std::move(file_)))
             return true;
         log_error("failed to write file %s: %s", path_, strerror(errno));
         return false;

@@ -5,6 +5,7 @@
 #include "vantu-libs2/csv.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -56,7 +57,8 @@ class csv_file
 {
 public:
     explicit csv_file(const char *path)
-        : stream_(open_file(path, "re")), header_(new_csv_fields()), fields_(new_csv_fields())
+        : path_(path), stream_(open_file(path, "re")), lines_(stream_.get(), most_lines(stream_.get())),
+          header_(new_csv_fields()), fields_(new_csv_fields())
     {
     }
 
@@ -96,13 +98,18 @@ public:
 private:
     bool read_line()
     {
-        if (fgets(line_, sizeof(line_), stream_.get()) == nullptr)
+        if (!lines_.next(line_)) {
+            if (ferror(stream_.get()) != 0)
+                log_error("%s cannot be read: %s", path_, strerror(errno));
             return false;
+        }
         line_[strcspn(line_, "\n")] = '\0';
         return true;
     }
 
+    const char *path_;
     file_stream stream_;
+    line_source lines_;
     heap_ptr<csv_fields> header_;
     heap_ptr<csv_fields> fields_;
     char line_[8193];

@@ -23,15 +23,25 @@ FILE *open_file(const char *path, const char *mode);
 
 // A stream from open_file or fopen.
 using file_stream = std::unique_ptr<FILE, file_closer>;
+
+// Closes a stream that was written to. False with errno when not everything could be written.
+bool finish(file_stream stream);
+
 // The output of a command from popen. Where the tool's end matters, release() it and call pclose.
 using pipe_stream = std::unique_ptr<FILE, pipe_closer>;
 
+// No report of a tool comes near this number of lines.
+constexpr long usual_lines = 16384;
+
+// How many lines to read at most of what a caller has named: all of a file, but not of a device, which may have no end.
+long most_lines(FILE *stream);
+
 // Reads lines as fgets does, but not for ever: a tool that goes wrong may print without end, and then its reader has to
-// come back. No report comes near the limit; who may read a larger table says so.
+// come back. Who may read a larger table says so.
 class line_source
 {
 public:
-    explicit line_source(FILE *stream, long most = 16384) : stream_(stream), left_(most) {}
+    explicit line_source(FILE *stream, long most = usual_lines) : stream_(stream), left_(most) {}
 
     template <size_t N>
     bool next(char (&line)[N])

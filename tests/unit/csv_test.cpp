@@ -1750,6 +1750,23 @@ TEST(CsvMerge, FullDiskIsReported)
     }
 }
 
+TEST(CsvMerge, AFileThatCannotBeReadIsReported)
+{
+    const temp_dir dir;
+    const log_capture log;
+    EXPECT_EQ(vantu_merge_fpingdq_csv_files(dir.path().c_str(), (dir / "to").c_str()), -1);
+    EXPECT_EQ(log.lines, texts{"ERROR " + dir.path() + " cannot be read: " + strerror(EISDIR)});
+}
+
+TEST(CsvMerge, ADeviceWithoutEndIsGivenUp)
+{
+    const temp_dir dir;
+    const log_capture log;
+    EXPECT_EQ(vantu_merge_fpingdq_csv_files("/dev/zero", (dir / "to").c_str()), 0);
+    EXPECT_EQ(content_of(dir / "to"), std::string(16384, '\n'));
+    EXPECT_EQ(log.lines, texts{"ERROR the output does not end: the rest is not read"});
+}
+
 TEST(CsvMerge, FileThatMayNotGrowIsReported)
 {
     const temp_dir dir;

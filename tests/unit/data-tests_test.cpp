@@ -511,6 +511,13 @@ TEST_F(DataTests, DataStructSaysMissingInventoryAndGoesOn)
     EXPECT_EQ(content_of(csv), "number,text\n10,filled\n20,filled\n");
 }
 
+TEST_F(DataTests, DataStructFailsWhenTheDiskIsFull)
+{
+    const outcome got = run([&] { return test_get_data_struct("/dev/full", &ops, &device); });
+    EXPECT_EQ(got.result, -1);
+    EXPECT_EQ(got.log.back(), "ERROR failed to write file /dev/full: "s + strerror(ENOSPC));
+}
+
 TEST_F(DataTests, DataStructSaysOnStandardOutputThatTheFileCannotBeCreated)
 {
     const std::string path = dir / "missing/rows%s%n.csv";

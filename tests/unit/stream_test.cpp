@@ -7,9 +7,11 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <climits>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 using namespace support;
 
@@ -132,6 +134,29 @@ TEST(LineSource, EndsAnEndlessOutputWithAnError)
     texts log_lines;
     EXPECT_EQ(3, lines_of(4, 3, log_lines));
     EXPECT_EQ(texts{"ERROR the output does not end: the rest is not read"}, log_lines);
+}
+
+TEST(MostLines, AreAllOfAFileAndTheUsualOfADevice)
+{
+    const support::temp_dir dir;
+    support::write_file(dir / "file", "text");
+    const vantu::file_stream file(fopen((dir / "file").c_str(), "re"));
+    const vantu::file_stream device(fopen("/dev/zero", "re"));
+    EXPECT_EQ(LONG_MAX, vantu::most_lines(file.get()));
+    EXPECT_EQ(vantu::usual_lines, vantu::most_lines(device.get()));
+    EXPECT_EQ(vantu::usual_lines, vantu::most_lines(nullptr));
+}
+
+TEST(Finish, TellsWhetherEverythingIsWritten)
+{
+    const support::temp_dir dir;
+    vantu::file_stream file(fopen((dir / "file").c_str(), "we"));
+    ASSERT_LT(0, fputs("text", file.get()));
+    EXPECT_TRUE(vantu::finish(std::move(file)));
+    vantu::file_stream full(fopen("/dev/full", "we"));
+    ASSERT_LT(0, fputs("text", full.get()));
+    EXPECT_FALSE(vantu::finish(std::move(full)));
+    EXPECT_EQ(ENOSPC, errno);
 }
 
 } // namespace

@@ -563,6 +563,18 @@ TEST(VantuCp, SignalsDoNotDisturbIt)
     EXPECT_EQ(log.lines, texts{});
 }
 
+TEST(VantuCp, WaitsForNoFifoWithoutAWriter)
+{
+    const temp_dir dir;
+    ASSERT_EQ(mkfifo((dir / "from").c_str(), 0600), 0);
+    (void)alarm(60);
+    log_capture log;
+    EXPECT_EQ(vantu_cp((dir / "to").c_str(), (dir / "from").c_str()), -1);
+    (void)alarm(0);
+    EXPECT_EQ(log.lines, texts{"ERROR cp failed with errno " + std::to_string(ENXIO)});
+    EXPECT_FALSE(fs::exists(dir / "to"));
+}
+
 TEST(VantuCp, CopiesWhenTheSourceBecomesDescriptorZero)
 {
     const temp_dir dir;
@@ -662,14 +674,24 @@ TEST(ReadFileToChar, ADirectoryGivesAnEmptyTextAndTheMessageOfAShortRead)
     EXPECT_EQ(log.lines, texts{"ERROR file size != read length (" + std::to_string(info.st_size) + " 0)"});
 }
 
-// Such are the files of /proc: their content is not seen, deliberately kept, since the size decides.
-TEST(ReadFileToChar, AFileWithoutSizeGivesAnEmptyText)
+// Such are the files of /proc.
+TEST(ReadFileToChar, AFileWithoutSizeIsReadToItsEnd)
 {
-    ASSERT_NE(content_of("/proc/self/status"), "");
+    const std::string content = content_of("/proc/version");
+    ASSERT_NE(content, "");
     log_capture log;
-    const text_owner got(vantu_read_file_to_char("/proc/self/status"));
+    const text_owner got(vantu_read_file_to_char("/proc/version"));
     ASSERT_NE(got.text, nullptr);
-    EXPECT_STREQ(got.text, "");
+    EXPECT_EQ(got.text, content);
+    EXPECT_EQ(log.lines, texts{});
+}
+
+TEST(ReadFileToChar, OfAFileWithoutSizeAndEnd64KibAreRead)
+{
+    log_capture log;
+    const text_owner got(vantu_read_file_to_char("/dev/zero"));
+    ASSERT_NE(got.text, nullptr);
+    EXPECT_EQ(std::string(got.text, 65537), std::string(65537, '\0'));
     EXPECT_EQ(log.lines, texts{});
 }
 

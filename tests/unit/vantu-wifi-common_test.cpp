@@ -1095,9 +1095,18 @@ TEST(DataRows, AFileThatCannotBeOpenedIsLogged)
     }
 }
 
-TEST(DataRows, ADirectoryHasNone)
+TEST(DataRows, ADirectoryHasNoneAndSaysSo)
 {
-    EXPECT_EQ(read_rows("/tmp", 1).rows, texts{});
+    const outcome got = read_rows("/tmp", 1);
+    EXPECT_EQ(got.rows, texts{});
+    EXPECT_EQ(got.log, texts{"ERROR /tmp cannot be read: "s + strerror(EISDIR)});
+}
+
+TEST(DataRows, ADeviceWithoutEndIsGivenUp)
+{
+    const outcome got = read_rows("/dev/zero", 1);
+    EXPECT_EQ(got.rows.size(), 16383U); // behind the header
+    EXPECT_EQ(got.log, texts{"ERROR the output does not end: the rest is not read"});
 }
 
 TEST(DataRows, LeaveNoDescriptorOpen)
