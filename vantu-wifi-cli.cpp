@@ -9,7 +9,9 @@
 #include "vantu-ll-api/logging.h"
 #include "vantu-wifi-cli_internal.h"
 
+#include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <unistd.h>
 
 char option_csvfile[256];
@@ -215,8 +217,22 @@ void dispatch(vantu_platform_ops *ops)
     log_error("unknown test %s", option_function);
 }
 
+// A standard descriptor that is missing would be given to a file, and what is printed would go there.
+static void open_standard_descriptors(void)
+{
+    int opened;
+    do {
+        opened = open("/dev/null", O_RDWR);
+    } while (opened >= 0 && opened <= STDERR_FILENO);
+    if (opened >= 0)
+        (void)close(opened);
+}
+
 int main(int argc, char **argv)
 {
+    open_standard_descriptors();
+    // A tool inherits what is ignored, and would print for ever to a reader that has gone.
+    (void)signal(SIGPIPE, SIG_DFL);
     (void)unsetenv("LD_PRELOAD");
     const char *progname = base_name(argv[0]);
     if (parse_options(progname, argc, argv) != 0) {

@@ -6,6 +6,8 @@
 #include "vantu-ll-api/vantu_ll_wrt.h"
 #include "vantu-wifi-cli_internal.h"
 
+#include <csignal>
+#include <fcntl.h>
 #include <getopt.h>
 #include <gtest/gtest.h>
 
@@ -394,6 +396,30 @@ TEST(Main, TakesLdPreloadFromItsEnvironmentSoThatNoToolInheritsIt)
     (void)setenv("LD_PRELOAD", "", 1);
     EXPECT_EQ(0, run_main({"-f", "system_setup"}));
     EXPECT_EQ(nullptr, getenv("LD_PRELOAD"));
+}
+
+TEST(Main, OpensTheStandardDescriptorsThatAreMissingSoThatNoFileBecomesOne)
+{
+    const int status = support::in_child([] {
+        const support::log_capture log;
+        for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+            (void)close(fd);
+        (void)run_main({"-f", "no_such_test"});
+        const int next = open("/dev/null", O_RDONLY | O_CLOEXEC);
+        for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+            if (fcntl(fd, F_GETFD) != 0) // open, and kept for tools
+                return 1;
+        return next > STDERR_FILENO ? 0 : 1;
+    });
+    EXPECT_EQ(status, 0);
+}
+
+TEST(Main, LeavesNoToolAnIgnoredSigpipeWithWhichItWouldPrintForEver)
+{
+    (void)signal(SIGPIPE, SIG_IGN);
+    const support::log_capture log;
+    EXPECT_EQ(0, run_main({"-f", "no_such_test"}));
+    EXPECT_EQ(signal(SIGPIPE, SIG_DFL), SIG_DFL);
 }
 
 TEST(Main, RunsOneTestThenTearsThePlatformDown)
