@@ -234,7 +234,7 @@ int test_fpingdq_csv_functions(vantu_platform_ops *ops, vantu_common_device *dev
     const vantu::command_line<257> command("%s -k -w -p %d -c %d -y %s -Y %s %s > %s", ping_tool, ping_period,
                                            ping_count, dev->mac, dev->interface, dev->ipv4, path);
     log_debug("Running command: %s", command.text());
-    if (!vantu::command(command).safe || system(command.text()) != 0)
+    if (vantu::run_command(command) != 0)
         (void)printf("\033[31mFailed to run command: %s\033[0m", vantu::printable<512>(command.text()).text());
     log_debug("  init list");
     sclist_t pings;

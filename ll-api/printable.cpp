@@ -54,16 +54,6 @@ bool fits(const sequence &kind, std::string_view text)
     return true;
 }
 
-// How many bytes the printable character at the start of a text has; 0: there is none.
-size_t printable_length(std::string_view text)
-{
-    for (const sequence &kind : sequences) {
-        if (fits(kind, text))
-            return kind.length;
-    }
-    return 0;
-}
-
 // One conversion of a format, "%-8.3ld" say, its stars replaced.
 struct conversion {
     char flags[8];
@@ -240,6 +230,15 @@ bool add_argument(const text_sink &out, const conversion &how, va_list &argument
 }
 
 } // namespace
+
+size_t printable_length(std::string_view text)
+{
+    for (const sequence &kind : sequences) {
+        if (fits(kind, text))
+            return kind.length;
+    }
+    return 0;
+}
 
 void add_printable(const text_sink &out, std::string_view text)
 {

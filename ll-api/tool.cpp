@@ -33,6 +33,17 @@ bool may_stand_quoted(unsigned char character)
     return character != '\'' && character >= 0x20 && character != 0x7f;
 }
 
+// The second set of control characters, as UTF-8 has it.
+bool has_later_control(const char *text)
+{
+    while ((text = strchr(text, '\xc2')) != nullptr) {
+        const auto second = static_cast<unsigned char>(*++text);
+        if (second >= 0x80 && second < 0xa0)
+            return true;
+    }
+    return false;
+}
+
 void log_unusable(place where)
 {
     log_log(LOG_C_ERROR, base_name(where.file), where.line, "incorrect parameters or too many files.");
@@ -56,7 +67,7 @@ bool may_stand(const char *text)
 
 bool may_stand(quoted text)
 {
-    return all_of(text.text, may_stand_quoted);
+    return all_of(text.text, may_stand_quoted) && !has_later_control(text.text);
 }
 
 bool may_name_file(const char *text)

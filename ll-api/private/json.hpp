@@ -1,12 +1,15 @@
 // JSON: an owner, members of a reply that may be missing, members of a report that may find no memory, and requests.
 #pragma once
 
+#include "printable.hpp"
 #include "text.hpp"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <json-c/json.h>
 #include <memory>
+#include <string_view>
 
 namespace vantu
 {
@@ -50,25 +53,36 @@ inline bool add_element(json_object *array, json_text value)
     return true;
 }
 
-// A text as it stands between the quotes of a request; control characters stay, and no command with them is run.
+// A text as it stands between the quotes of a request. A byte that is part of no character becomes a DEL; with that and
+// other control characters no command is run.
 class json_value
 {
 public:
     explicit json_value(const char *text)
     {
         bounded_text copy(text_, sizeof(text_));
-        for (; *text != '\0'; text++) {
-            const char escaped[] = {'\\', *text};
-            const size_t length = *text == '"' || *text == '\\' ? 2 : 1;
-            if (copy.room() < length)
+        for (std::string_view rest = text; !rest.empty();) {
+            const std::string_view character = rest.substr(0, std::max<size_t>(printable_length(rest), 1));
+            rest.remove_prefix(character.size());
+            // Nothing is cut in the middle of an escape.
+            const char escape[] = {'\\', character[0], '\0'};
+            const std::string_view out = needs_escape(character[0]) ? escape : is_alone(character) ? "\x7f" : character;
+            if (copy.room() < out.size())
                 break;
-            copy.add({escaped + sizeof(escaped) - length, length});
+            copy.add(out);
         }
     }
 
     const char *text() const { return text_; }
 
 private:
+    static bool needs_escape(char first) { return first == '"' || first == '\\'; }
+    // A byte that is part of no character.
+    static bool is_alone(std::string_view character)
+    {
+        return character.size() == 1 && static_cast<unsigned char>(character[0]) >= 0x80;
+    }
+
     char text_[256];
 };
 

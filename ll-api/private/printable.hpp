@@ -5,6 +5,7 @@
 #include "text.hpp"
 
 #include <cstdarg>
+#include <cstddef>
 #include <string_view>
 
 namespace vantu
@@ -15,6 +16,10 @@ struct text_sink {
     void *to;
     void (*add)(void *to, std::string_view text);
 };
+
+// How many bytes the character at the start of a text has, when a terminal shows it as it is; 0 for a control
+// character, and for what is no UTF-8.
+size_t printable_length(std::string_view text);
 
 // Adds a text, with every control character, and every byte that is no UTF-8, written as \xNN.
 void add_printable(const text_sink &out, std::string_view text);

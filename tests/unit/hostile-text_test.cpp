@@ -6,6 +6,7 @@
 #include "hobe-lxc/vantu-hobe-lxc.h"
 #include "json.hpp"
 #include "support.hpp"
+#include "tool.hpp"
 #include "vantu-libs2/ipsethelpers.h"
 #include "vantu-libs2/temporary-storage.h"
 #include "vantu-libs2/utils.h"
@@ -287,12 +288,18 @@ bool may_stand_unquoted(const std::string &text)
 
 bool may_stand_quoted(const std::string &text)
 {
+    for (size_t at = text.find('\xc2'); at != text.npos; at = text.find('\xc2', at + 1)) {
+        if (at + 1 < text.size() && static_cast<unsigned char>(text[at + 1]) < 0xa0) // a control character
+            return false;
+    }
     return std::none_of(text.begin(), text.end(),
                         [](char c) { return c == '\'' || static_cast<unsigned char>(c) < 0x20 || c == '\x7f'; });
 }
 
 bool may_stand(const way &where, const std::string &text)
 {
+    if (where.json && text.find_first_of("\xc0\xfe\xff") != std::string::npos) // no JSON can say it
+        return false;
     return where.quoted ? may_stand_quoted(text) : may_stand_unquoted(text);
 }
 
@@ -439,6 +446,16 @@ TEST(JsonRequest, KeepsAnyTextWithoutControlCharactersAsItsValue)
                                    "K\xc3\xbc"
                                    "che"})
         EXPECT_EQ(value_of(text), text);
+}
+
+TEST(JsonRequest, IsRefusedForBytesThatJsonCannotSay)
+{
+    for (const std::string text : {"wl\xff\xfe", "\xc3", "a\xc3z", "\x80\"", "\xe2\x82", "\xc2\x9b"}) {
+        const vantu::json_request<600> request(R"({ "name": "%s" })", text.c_str());
+        EXPECT_FALSE(vantu::may_stand(vantu::quoted{request.text()})) << printable(text);
+        EXPECT_EQ(value_of(text).size(), text.size()) << "it is valid all the same";
+    }
+    EXPECT_EQ(value_of("\xe2\x82\xac\xc2\xa0\xc3\xbc"), "\xe2\x82\xac\xc2\xa0\xc3\xbc");
 }
 
 TEST(JsonRequest, ATextThatIsCutEndsInsideTheQuotes)

@@ -67,6 +67,21 @@ const char *const usual_report = "ERROR incorrect parameters or too many files."
 
 const std::string bare_characters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._:@%+,/[]-";
 
+TEST(MayStand, ControlCharactersOfTheSecondSetMayNotStandQuotedEither)
+{
+    for (const char *text : {"\xc2\x80",
+                             "a\xc2\x9b"
+                             "31m",
+                             "\xc2\xc2\x9f",
+                             "K\xc3\xbc"
+                             "che\xc2\x85"})
+        EXPECT_FALSE(vantu::may_stand(vantu::quoted{text})) << printable(text);
+    for (const char *text : {"K\xc3\xbc"
+                             "che",
+                             "\xc2\xa0", "\xc3\x82", "\xe2\x82\xac", "\xff", "a\xc2"})
+        EXPECT_TRUE(vantu::may_stand(vantu::quoted{text})) << printable(text);
+}
+
 TEST(MayStand, LettersDigitsAndFewSignsMayStandUnquoted)
 {
     for (int i = 1; i < 256; i++) {
