@@ -132,10 +132,23 @@ static void take_round(void)
 
 // ---- What comes of them ----
 
+// A name comes from a tool: what a terminal would act upon, or what would lead to another folder, is left out.
+static const char *plain(const char *name)
+{
+    static char text[64];
+    size_t length = 0;
+    for (; *name != '\0' && length < sizeof(text) - 1; name++) {
+        if (*name > ' ' && *name < 0x7f && *name != '/')
+            text[length++] = *name;
+    }
+    text[length] = '\0';
+    return text;
+}
+
 static const char *in(const char *folder, const char *kind, const char *name)
 {
     static char path[PATH_MAX];
-    (void)snprintf(path, sizeof(path), "%s/%s%s.csv", folder, kind, name);
+    (void)snprintf(path, sizeof(path), "%s/%s%s.csv", folder, kind, plain(name));
     return path;
 }
 
@@ -165,7 +178,8 @@ static void print_issues_of(vantu_common_device *device)
         return;
     (void)vantu_issues_calculate_for_device(&device->sta_stats_buff, &radio->issues, &issues, &radio->issue_stats,
                                             device->mac);
-    (void)printf("device %s %s\n", device->mac, device->interface);
+    (void)printf("device %s ", plain(device->mac));
+    (void)printf("%s\n", plain(device->interface));
     (void)issues_to_json(&issues);
     sclist_destroy(&issues);
 }
@@ -174,7 +188,7 @@ static void print_issues(void)
 {
     SCLIST_FOREACH(vantu_common_radio, radio, &radios) {
         (void)vantu_issues_calculate_for_radio(radio);
-        (void)printf("radio %s\n", radio->interface);
+        (void)printf("radio %s\n", plain(radio->interface));
         (void)issues_to_json(&radio->issues);
     }
     SCLIST_FOREACH_END(&radios);
