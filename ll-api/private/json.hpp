@@ -62,7 +62,7 @@ public:
     {
         bounded_text copy(text_, sizeof(text_));
         for (std::string_view rest = text; !rest.empty();) {
-            const std::string_view character = rest.substr(0, std::max<size_t>(printable_length(rest), 1));
+            const std::string_view character(rest.data(), std::max<size_t>(printable_length(rest), 1));
             rest.remove_prefix(character.size());
             // Nothing is cut in the middle of an escape.
             const char escape[] = {'\\', character[0], '\0'};
