@@ -49,9 +49,8 @@ FILE *open_fifo(const char *path, const char *mode)
         return nullptr;
     if (reading && !has_text(fd))
         return give_up(fd, ENXIO);
-    if (fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK) != 0)
-        return give_up(fd, errno);
-    FILE *stream = fdopen(fd, mode);
+    const bool waits = fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK) == 0;
+    FILE *stream = waits ? fdopen(fd, mode) : nullptr;
     return stream != nullptr ? stream : give_up(fd, errno);
 }
 

@@ -1605,6 +1605,8 @@ TEST(CsvTimes, DifferenceOfTimesThatNoClockShowsIsTheLargestOrOf32Bits)
     using limits = std::numeric_limits<time_t>;
     EXPECT_EQ(brcm_timeval_diff({limits::max(), 0}, {0, 0}), INT_MAX);
     EXPECT_EQ(brcm_timeval_diff({limits::max() / 2, 0}, {0, 0}), INT_MAX);
+    EXPECT_EQ(brcm_timeval_diff({limits::max(), 0}, {-2, 0}), INT_MAX);
+    EXPECT_EQ(brcm_timeval_diff({limits::min(), 0}, {2, 0}), 0);
     EXPECT_EQ(brcm_timeval_diff({0, 0}, {limits::max(), 0}), 100000);
 }
 

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -655,6 +656,12 @@ TEST(FileloggerWriteLine, AFifoIsNoLogSinceItsReaderMayGo)
     const int reader = open(log.path().c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     EXPECT_EQ(standard_error_of([&log] { log.write_untold("lost"); }), failed("log_to_file/open", ENXIO));
     (void)close(reader);
+}
+
+TEST(FileloggerWriteLine, AFolderThatIsLongerThanAnyIsReported)
+{
+    log_file log("/" + std::string(PATH_MAX, 'x') + "/log.txt", 3, 1000);
+    EXPECT_EQ(standard_error_of([&log] { log.write_untold("lost"); }), failed("log_to_file/open", ENAMETOOLONG));
 }
 
 TEST(FileloggerWriteLine, AFileWithoutAFolderStandsInTheWorkingDirectory)

@@ -208,6 +208,16 @@ protected:
             return uci_commit(ctx, &ptr.p, false);
         }
     }
+    // The value of an option, or the type of a section; nothing when it is not there.
+    static std::string value(uci_context *ctx, std::string address)
+    {
+        uci_ptr ptr = {};
+        if (uci_lookup_ptr(ctx, &ptr, address.data(), true) != 0)
+            return "failed";
+        if (ptr.o != nullptr)
+            return ptr.o->v.string;
+        return ptr.s != nullptr ? ptr.s->type : "";
+    }
     static int make_changes(uci_context *ctx)
     {
         for (const char *each : changes) {
@@ -648,6 +658,71 @@ TEST_F(UciCompat, TakesAValueThatIsPartOfTheStore)
     ASSERT_EQ(uci_lookup_ptr(ctx, &ptr, other, true), 0);
     ptr.value = ptr.o->v.string;
     EXPECT_EQ(uci_add_list(ctx, &ptr), 0);
+    uci_free_context(ctx);
+}
+
+// Generated names are not reserved: a file may give one to a section of its own.
+TEST_F(UciCompat, GivesAnAnonymousSectionAnotherNameWhenASectionOfTheFileTakesIts)
+{
+    uci_context *ctx = context();
+    write(conf / "d", "config rule\n\toption n 'first'\n");
+    uci_package *p = nullptr;
+    ASSERT_EQ(uci_load(ctx, "d", &p), 0);
+    const std::string generated = uci_list_to_element(p->sections.next)->name;
+    ASSERT_EQ(uci_unload(ctx, p), 0);
+    write(conf / "d", "config rule\n\toption n 'first'\nconfig rule '" + generated + "'\n\toption n 'second'\n");
+    EXPECT_EQ(value(ctx, "d.@rule[0].n"), "first");
+    EXPECT_EQ(value(ctx, "d." + generated + ".n"), "second");
+    uci_free_context(ctx);
+}
+
+TEST_F(UciCompat, GivesAPendingAnonymousSectionAnotherNameWhenItsNameIsTaken)
+{
+    fs::create_directory(save);
+    write(save / "c", "+c.main='rule'\n");
+    uci_context *ctx = context();
+    EXPECT_EQ(value(ctx, "c.main.a"), "old");
+    EXPECT_EQ(value(ctx, "c.@rule[3]"), "rule");
+    uci_free_context(ctx);
+}
+
+TEST_F(UciCompat, DeletesASectionThatIsGivenAnEmptyType)
+{
+    uci_context *ctx = context();
+    ASSERT_EQ(change(ctx, "=c.main="), 0);
+    EXPECT_EQ(value(ctx, "c.main"), "");
+    EXPECT_EQ(value(ctx, "c.@rule[0].n"), "0");
+    uci_free_context(ctx);
+}
+
+TEST_F(UciCompat, LooksUpFromPointersThatWereFilledByHand)
+{
+    uci_context *ctx = context();
+    uci_ptr ptr = {};
+    char address[] = "c.main";
+    ASSERT_EQ(uci_lookup_ptr(ctx, &ptr, address, false), 0);
+    uci_ptr again = {};
+    again.p = ptr.p;
+    again.s = ptr.s;
+    again.option = "a";
+    ASSERT_EQ(uci_lookup_ptr(ctx, &again, nullptr, false), 0);
+    ASSERT_NE(again.o, nullptr);
+    EXPECT_STREQ(again.o->v.string, "old");
+    uci_ptr senseless = {};
+    senseless.package = "c";
+    senseless.option = "a";
+    EXPECT_EQ(uci_lookup_ptr(ctx, &senseless, nullptr, false), UCI_ERR_INVAL);
+    uci_free_context(ctx);
+}
+
+TEST_F(UciCompat, RefusesNamesThatNoPackageCanHave)
+{
+    uci_context *ctx = context();
+    for (const char *name : {"", "a b", "a/b", "/tmp/a b"})
+        EXPECT_EQ(uci_load(ctx, name, nullptr), UCI_ERR_INVAL) << name;
+    write(conf / "a'b", old_text);
+    EXPECT_EQ(change(ctx, "=a'b.main.a=x"), UCI_ERR_INVAL) << "no record can hold the name";
+    EXPECT_EQ(uci_set_savedir(ctx, save.c_str()), 0) << "a second time";
     uci_free_context(ctx);
 }
 
