@@ -3,6 +3,7 @@
 #include "brcm-generic/vantu-wifi-brcm.h"
 
 #include "brcm-generic/brcm-sample-table.h"
+#include "lease-device.hpp"
 #include "list_owner.hpp"
 #include "printable.hpp"
 #include "text.hpp"
@@ -67,11 +68,7 @@ void take_station(vantu_common_device &device, const station &wifi, const vantu_
 
 vantu_common_device to_device(const vantu_ll_dhcp &lease, const station *wifi)
 {
-    vantu_common_device device = {};
-    vantu::copy_text(device.mac, lease.mac_address);
-    vantu_strtoupper(device.mac);
-    vantu::copy_text(device.ipv4, lease.ip_address);
-    vantu::copy_text(device.hostname, lease.hostname);
+    vantu_common_device device = vantu::device_of(lease);
     if (wifi == nullptr) {
         vantu::copy_text(device.interface, "eth");
         return device;

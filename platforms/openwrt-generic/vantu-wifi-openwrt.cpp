@@ -2,6 +2,7 @@
 
 #include "openwrt-generic/vantu-wifi-openwrt.h"
 
+#include "lease-device.hpp"
 #include "list_owner.hpp"
 #include "stream.hpp"
 #include "text.hpp"
@@ -59,11 +60,7 @@ void take_station(vantu_common_device &device, const station &wifi)
 
 vantu_common_device to_device(const vantu_ll_dhcp &lease, const station *wifi)
 {
-    vantu_common_device device = {};
-    vantu::copy_text(device.mac, lease.mac_address);
-    vantu_strtoupper(device.mac);
-    vantu::copy_text(device.ipv4, lease.ip_address);
-    vantu::copy_text(device.hostname, lease.hostname);
+    vantu_common_device device = vantu::device_of(lease);
     if (wifi != nullptr)
         take_station(device, *wifi);
     else

@@ -4,18 +4,18 @@
 
 #include "brcm-generic/brcm-sample-table.h"
 #include "support.hpp"
+#include "support/store.hpp"
 #include "vantu-libs2/vantu-uci.h"
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <cstring>
-#include <uci.h>
 
 using namespace std::string_literals;
 using support::in_fresh_process;
 using support::log_capture;
-using support::temp_dir;
+using support::store;
 using support::texts;
 
 namespace
@@ -41,28 +41,10 @@ extern "C" int __wrap_system(const char *command)
 namespace
 {
 
-// The configuration store, with the package "env" of the test's.
-class store
+std::string environment(const std::string &option, const std::string &value)
 {
-public:
-    store()
-    {
-        EXPECT_EQ(vantu_uci_init(), E_OK);
-        EXPECT_EQ(uci_set_confdir(vantu_get_uci_context(), dir_.path().c_str()), UCI_OK);
-    }
-    ~store() { vantu_routercfg_close(); }
-    store(const store &) = delete;
-    store &operator=(const store &) = delete;
-
-    void has(const std::string &option, const std::string &value) const
-    {
-        support::write_file(dir_ / "env", "config environment 'var'\n\toption " + option + " '" + value + "'\n");
-    }
-
-private:
-    support::quiet_log quiet_;
-    temp_dir dir_;
-};
+    return "config environment 'var'\n\toption " + option + " '" + value + "'\n";
+}
 
 TEST(SystemName, IsThatOfTheGateway)
 {
@@ -87,10 +69,10 @@ TEST(Identity, OnceKnownItIsKeptInOneBuffer)
     for (const kept_text &each : kept_texts) {
         in_fresh_process([&] {
             const store uci;
-            uci.has(each.option, "first");
+            uci.has("env", environment(each.option, "first"));
             const char *text = each.get();
             EXPECT_STREQ(text, "first") << each.option;
-            uci.has(each.option, "second");
+            uci.has("env", environment(each.option, "second"));
             EXPECT_EQ(each.get(), text) << each.option;
             EXPECT_STREQ(text, "first") << each.option;
         });
@@ -105,9 +87,9 @@ TEST(Identity, IsEmptyAndAskedAgainUntilItIsKnown)
             EXPECT_STREQ(each.get(), "") << each.option;
             const store uci;
             EXPECT_STREQ(each.get(), "") << each.option;
-            uci.has("other", "x");
+            uci.has("env", environment("other", "x"));
             EXPECT_STREQ(each.get(), "") << each.option;
-            uci.has(each.option, "first");
+            uci.has("env", environment(each.option, "first"));
             EXPECT_STREQ(each.get(), "first") << each.option;
         });
     }
@@ -120,7 +102,7 @@ TEST(Identity, IsCutToItsBuffer)
             in_fresh_process([&] {
                 const support::quiet_log quiet;
                 const store uci;
-                uci.has(each.option, std::string(each.room + over, 't'));
+                uci.has("env", environment(each.option, std::string(each.room + over, 't')));
                 EXPECT_EQ(each.get(), std::string(each.room, 't')) << each.option << over;
             });
         }
@@ -131,9 +113,9 @@ TEST(Identity, TheTwoTextsHaveBuffersOfTheirOwn)
 {
     in_fresh_process([] {
         const store uci;
-        uci.has("serial", "HB01A0000042");
+        uci.has("env", environment("serial", "HB01A0000042"));
         EXPECT_STREQ(dga4231_get_routerid(), "HB01A0000042");
-        uci.has("prod_number", "MODEL-1");
+        uci.has("env", environment("prod_number", "MODEL-1"));
         EXPECT_STREQ(dga4231_get_model_name(), "MODEL-1");
         EXPECT_STREQ(dga4231_get_routerid(), "HB01A0000042");
     });

@@ -4,6 +4,7 @@
 
 #include "brcm-generic/brcm-sample-table.h"
 #include "support.hpp"
+#include "support/store.hpp"
 #include "tch-dga4231/vantu-wifi-dga4231.h"
 #include "vantu-libs2/sclists-functions.h"
 #include "vantu-libs2/vantu-uci.h"
@@ -11,40 +12,16 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <uci.h>
 
 using namespace std::string_literals;
 using support::fake_tool;
 using support::log_capture;
 using support::put;
-using support::temp_dir;
+using support::store;
 using support::texts;
 
 namespace
 {
-
-// The configuration store, with packages of the test's.
-class store
-{
-public:
-    store()
-    {
-        EXPECT_EQ(vantu_uci_init(), E_OK);
-        EXPECT_EQ(uci_set_confdir(vantu_get_uci_context(), dir_.path().c_str()), UCI_OK);
-    }
-    ~store() { vantu_routercfg_close(); }
-    store(const store &) = delete;
-    store &operator=(const store &) = delete;
-
-    void has(const std::string &package, const std::string &content) const
-    {
-        support::write_file(dir_ / package, content);
-    }
-
-private:
-    support::quiet_log quiet_;
-    temp_dir dir_;
-};
 
 const char env[] = "config environment 'var'\n"
                    "\toption prod_number 'MODEL-1'\n"
