@@ -12,7 +12,6 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -90,7 +89,7 @@ public:
     {
         target_.reset(realpath(path, nullptr)); // a link stays: what it points to is replaced
         if (target_ == nullptr)
-            return errno == ENOMEM ? UCI_ERR_MEM : UCI_ERR_IO;
+            return UCI_ERR_IO;
         const char *base = strrchr(target_.get(), '/') + 1;
         name_.add({target_.get(), static_cast<size_t>(base - target_.get())});
         name_.add(".").add(package).add(".uci-XXXXXX");

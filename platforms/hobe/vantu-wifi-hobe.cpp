@@ -10,6 +10,7 @@
 #include "vantu-libs2/vantu-uci.h"
 #include "vantu-ll-api/log.h"
 
+#include <algorithm>
 #include <initializer_list>
 
 namespace
@@ -111,6 +112,6 @@ int hobe_system_destroy(void)
 
 int vatnu_strncpy(char *dst, const char *src, int len)
 {
-    (void)vantu_strncpy(dst, src, len > 0 ? static_cast<size_t>(len) : 0);
+    (void)vantu_strncpy(dst, src, static_cast<size_t>(std::max(len, 0)));
     return 0;
 }

@@ -72,6 +72,7 @@ int __real_ftruncate(int fd, off_t length);
 int __real_fchmod(int fd, mode_t mode);
 int __real_mkostemp(char *pattern, int flags);
 int __real_flock(int fd, int operation);
+char *__real_realpath(const char *path, char *resolved);
 
 void *__wrap_malloc(size_t size)
 {
@@ -114,6 +115,10 @@ int __wrap_fchmod(int fd, mode_t mode)
 int __wrap_mkostemp(char *pattern, int flags)
 {
     return hits("mkostemp") ? -1 : __real_mkostemp(pattern, flags);
+}
+char *__wrap_realpath(const char *path, char *resolved)
+{
+    return hits("realpath") ? nullptr : __real_realpath(path, resolved);
 }
 int __wrap_flock(int fd, int operation)
 {
@@ -393,7 +398,8 @@ TEST_F(UciCompat, IgnoresACutOffRecordBehindALineWithoutWords)
 // Any failing system call: an error (or success), the old or the new file, no temporary, and a later commit succeeds.
 TEST_F(UciCompat, FailsCleanlyWhereverASystemCallFails)
 {
-    constexpr const char *calls[] = {"pwrite", "pread", "fsync", "rename", "ftruncate", "fchmod", "mkostemp", "flock"};
+    constexpr const char *calls[] = {"pwrite", "pread",    "fsync", "rename",  "ftruncate",
+                                     "fchmod", "mkostemp", "flock", "realpath"};
     for (const char *call : calls) {
         int failed = 0;
         for (long n = 0; n < 20; n++) {
