@@ -168,15 +168,17 @@ bool is_ours(const struct stat &status)
     return status.st_uid == geteuid() || status.st_uid == 0;
 }
 
-// Whether only we and root can have put something there. The save directory stands where everybody can write, and who
-// comes first could make it, or a link in its place: what is pending there would be written into the configuration.
-bool is_trusted(const char *directory)
+// Whether a directory has only what we, our group and root have put there. The save directory stands where everybody
+// can write, and who comes first could make it, or a link in its place: what is pending there would be written into the
+// configuration. In a sticky directory as /tmp nobody can put another in the place of one that has passed.
+int check_directory(const char *directory)
 {
     struct stat named = {};
     struct stat meant = {};
     if (lstat(directory, &named) != 0 || stat(directory, &meant) != 0)
-        return true; // opening says what is wrong
-    return is_ours(named) && is_ours(meant) && (meant.st_mode & S_IWOTH) == 0;
+        return errno == ENOENT || errno == ENOTDIR ? UCI_ERR_NOTFOUND : UCI_ERR_IO;
+    const bool is_trusted = is_ours(named) && is_ours(meant) && (meant.st_mode & S_IWOTH) == 0;
+    return is_trusted ? UCI_OK : UCI_ERR_NOTFOUND;
 }
 
 } // namespace
@@ -187,8 +189,9 @@ int open_pending(file &out, const char *directory, const package &p, int flags, 
     join_path(path, directory, p.e.name);
     if (!path.ok())
         return UCI_ERR_MEM;
-    if (!is_trusted(directory))
-        return UCI_ERR_NOTFOUND;
+    const int rc = check_directory(directory);
+    if (rc != UCI_OK)
+        return rc;
     if (out.open_locked(path.c_str(), flags | O_NOFOLLOW, operation, mode))
         return UCI_OK;
     const bool is_absent = errno == ENOENT || errno == ENOTDIR;
@@ -251,7 +254,7 @@ int save(const context &ctx, package &p)
 {
     if (p.unsaved.length() == 0 || !p.has_delta)
         return UCI_OK;
-    if (mkdir(ctx.savedir, mode_of(ctx.confdir, 0755)) != 0 && errno != EEXIST)
+    if (mkdir(ctx.savedir, mode_of(ctx.confdir, 0755) & ~(S_IWGRP | S_IWOTH)) != 0 && errno != EEXIST)
         return UCI_ERR_IO;
     file pending;
     int rc = open_pending(pending, ctx.savedir, p, O_RDWR | O_CREAT, LOCK_EX, mode_of(p.path, 0600));

@@ -173,6 +173,7 @@ class Uci : public testing::Test
 protected:
     Uci()
     {
+        (void)umask(022);
         char pattern[] = "/tmp/uci-store-XXXXXX";
         root_ = mkdtemp(pattern);
         conf = root_ / "config";
