@@ -448,5 +448,5 @@ int vantu_merge_fpingdq_csv_files(const char *non_ping_path, const char *ping_pa
         log_error("failed to write file %s: %s", ping_path, strerror(errno));
         return -1;
     }
-    return was_read ? 0 : -1;
+    return was_read && !lines.gave_up() ? 0 : -1;
 }

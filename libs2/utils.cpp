@@ -24,7 +24,7 @@ namespace
 constexpr char tcpstr[] = "tcp";
 constexpr char udpstr[] = "tcp";
 
-constexpr off_t unsized_file = 65536;
+constexpr size_t longest_unsized = 16U << 20U;
 
 class descriptor
 {
@@ -108,6 +108,29 @@ bool touch(const char *path)
     return utime(path, &times) == 0;
 }
 
+// Reads what tells no size before. What has no end either is cut, which is logged.
+char *read_to_end(FILE *stream, const char *path)
+{
+    size_t size = 2048;
+    size_t length = 0;
+    char *text = nullptr;
+    do {
+        size *= 2;
+        auto *bigger = static_cast<char *>(realloc(text, size));
+        if (bigger == nullptr) {
+            log_error("no memory for the %d bytes of %s", static_cast<int>(size), path);
+            free(text);
+            return nullptr;
+        }
+        text = bigger;
+        length += fread(text + length, 1, size - 1 - length, stream);
+    } while (length == size - 1 && size < longest_unsized);
+    if (length == size - 1)
+        log_error("%s does not end: the rest is not read", path);
+    text[length] = '\0';
+    return text;
+}
+
 void convert(char *text, int (*to_case)(int))
 {
     if (text == nullptr)
@@ -168,15 +191,16 @@ char *vantu_read_file_to_char(const char *path)
         log_debug("unable to open %s", path);
         return nullptr;
     }
-    // A file of the kernel's tells no size; what it says is short.
-    const auto size = static_cast<size_t>(info.st_size > 0 ? info.st_size : unsized_file);
+    if (S_ISREG(info.st_mode) && info.st_size == 0) // a file of the kernel's tells no size
+        return read_to_end(stream.get(), path);
+    const auto size = static_cast<size_t>(info.st_size);
     auto *text = static_cast<char *>(malloc(size + 1));
     if (text == nullptr) {
         log_error("no memory for the %d bytes of %s", static_cast<int>(size), path);
         return nullptr;
     }
     const size_t length = fread(text, 1, size, stream.get());
-    if (info.st_size > 0 && length != size)
+    if (length != size)
         log_error("file size != read length (%d %d)", static_cast<int>(size), static_cast<int>(length));
     text[length] = '\0';
     return text;

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <ctime>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
@@ -30,14 +31,24 @@ FILE *give_up(int fd, int reason)
     return nullptr;
 }
 
+long now_ms()
+{
+    timespec now = {};
+    (void)clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
+// Waits for text, through signals too.
 bool has_text(int fd)
 {
-    pollfd waiting = {fd, POLLIN, 0};
-    int ready;
-    do {
-        ready = poll(&waiting, 1, patience_ms);
-    } while (ready < 0 && errno == EINTR);
-    return ready > 0 && (waiting.revents & POLLIN) != 0;
+    const long end = now_ms() + patience_ms;
+    for (long left = patience_ms; left >= 0; left = end - now_ms()) {
+        pollfd waiting = {fd, POLLIN, 0};
+        const int ready = poll(&waiting, 1, static_cast<int>(left));
+        if (ready >= 0 || errno != EINTR)
+            return ready > 0 && (waiting.revents & POLLIN) != 0;
+    }
+    return false;
 }
 
 FILE *open_fifo(const char *path, const char *mode)
@@ -64,8 +75,8 @@ FILE *open_file(const char *path, const char *mode)
 long most_lines(FILE *stream)
 {
     struct stat info;
-    const bool is_file = stream != nullptr && fstat(fileno(stream), &info) == 0 && S_ISREG(info.st_mode);
-    return is_file ? LONG_MAX : usual_lines;
+    const bool is_device = stream != nullptr && fstat(fileno(stream), &info) == 0 && S_ISCHR(info.st_mode);
+    return is_device ? usual_lines : LONG_MAX;
 }
 
 bool finish(file_stream stream)

@@ -33,7 +33,7 @@ using pipe_stream = std::unique_ptr<FILE, pipe_closer>;
 // No report of a tool comes near this number of lines.
 constexpr long usual_lines = 16384;
 
-// How many lines to read at most of what a caller has named: all of a file, but not of a device, which may have no end.
+// How many lines to read at most of what a caller has named: all, but not of a device, which may have no end.
 long most_lines(FILE *stream);
 
 // Reads lines as fgets does, but not for ever: a tool that goes wrong may print without end, and then its reader has to
@@ -51,13 +51,17 @@ public:
         if (left_-- > 0)
             return true;
         left_ = 0;
+        gave_up_ = true;
         log_error("the output does not end: the rest is not read");
         return false;
     }
 
+    bool gave_up() const { return gave_up_; }
+
 private:
     FILE *stream_;
     long left_; // lines, or pieces of longer ones
+    bool gave_up_ = false;
 };
 
 } // namespace vantu

@@ -1606,7 +1606,8 @@ TEST(CsvTimes, DifferenceOfTimesThatNoClockShowsIsTheLargestOrOf32Bits)
     EXPECT_EQ(brcm_timeval_diff({limits::max(), 0}, {0, 0}), INT_MAX);
     EXPECT_EQ(brcm_timeval_diff({limits::max() / 2, 0}, {0, 0}), INT_MAX);
     EXPECT_EQ(brcm_timeval_diff({limits::max(), 0}, {-2, 0}), INT_MAX);
-    EXPECT_EQ(brcm_timeval_diff({limits::min(), 0}, {2, 0}), 0);
+    // The lower 32 bits of the seconds count, of which a time of 32 bits has more than these.
+    EXPECT_EQ(brcm_timeval_diff({limits::min(), 0}, {2, 0}), sizeof(time_t) > 4 ? 0 : -200000);
     EXPECT_EQ(brcm_timeval_diff({0, 0}, {limits::max(), 0}), 100000);
 }
 
@@ -1764,7 +1765,7 @@ TEST(CsvMerge, ADeviceWithoutEndIsGivenUp)
 {
     const temp_dir dir;
     const log_capture log;
-    EXPECT_EQ(vantu_merge_fpingdq_csv_files("/dev/zero", (dir / "to").c_str()), 0);
+    EXPECT_EQ(vantu_merge_fpingdq_csv_files("/dev/zero", (dir / "to").c_str()), -1);
     EXPECT_EQ(content_of(dir / "to"), std::string(16384, '\n'));
     EXPECT_EQ(log.lines, texts{"ERROR the output does not end: the rest is not read"});
 }

@@ -134,7 +134,7 @@ uint64_t _get_delta64(uint64_t a, uint64_t b);
 
 // The time from b to a in units of 10 microseconds. From 100 seconds on the microseconds are not looked at, and beyond
 // what an int holds (21,474 seconds) the result stays at its largest. A negative time is calculated with 32 bits: from
-// 2,148 seconds back on the result wraps around and may have either sign.
+// 2,147.5 seconds back on the result wraps around and may have either sign.
 int brcm_timeval_diff(struct timeval a, struct timeval b);
 
 // Appends the lines of the first file, each without its last character and with a line end, to the second. The last

@@ -25,8 +25,8 @@ int heartbeat(const char *path);
 int vantu_cp(const char *to, const char *from);
 
 // Reads a whole file into a new NUL-terminated buffer, which the caller frees; of one that tells no size, as those of
-// /proc, at most 64 KiB. A file that turns out shorter than its size is logged and what was read is returned. NULL when
-// it cannot be opened (logged) or memory is short.
+// /proc, at most 16 MiB. A file that turns out shorter than its size, or longer than that, is logged and what was read
+// is returned. NULL when it cannot be opened (logged) or memory is short.
 char *vantu_read_file_to_char(const char *path);
 
 // Convert a text in place; digits stay. NULL is accepted.
