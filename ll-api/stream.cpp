@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstdint>
 #include <ctime>
 #include <fcntl.h>
 #include <poll.h>
@@ -31,18 +32,18 @@ FILE *give_up(int fd, int reason)
     return nullptr;
 }
 
-long now_ms()
+int64_t now_ms()
 {
     timespec now = {};
     (void)clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+    return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
 }
 
 // Waits for text, through signals too.
 bool has_text(int fd)
 {
-    const long end = now_ms() + patience_ms;
-    for (long left = patience_ms; left >= 0; left = end - now_ms()) {
+    const int64_t end = now_ms() + patience_ms;
+    for (int64_t left = patience_ms; left >= 0; left = end - now_ms()) {
         pollfd waiting = {fd, POLLIN, 0};
         const int ready = poll(&waiting, 1, static_cast<int>(left));
         if (ready >= 0 || errno != EINTR)

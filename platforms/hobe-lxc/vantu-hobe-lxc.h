@@ -14,7 +14,7 @@ const char *hobe_container_get_system_name(void);
 
 // Reads an option of the host's configuration store with "ubus call -S -s /var/run/lxc_ipc/ubus.sock uci get" into
 // `out` of `len` characters; without a value `out` stays. Returns the wait status of the tool, 0 also when someone else
-// has seen its end or when it has no such key; -1, logged, when it cannot be started.
+// has seen its end or when it has no such key; -1, logged, when it cannot be started or its end cannot be known.
 int hobe_container_get_uci(const char *config, const char *section, const char *option, char *out, int len);
 
 // The same for env.var.prod_number, version.@version[0].version and env.var.local_eth_mac.
