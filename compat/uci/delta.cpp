@@ -254,7 +254,7 @@ int save(const context &ctx, package &p)
 {
     if (p.unsaved.length() == 0 || !p.has_delta)
         return UCI_OK;
-    if (mkdir(ctx.savedir, mode_of(ctx.confdir, 0755) & ~(S_IWGRP | S_IWOTH)) != 0 && errno != EEXIST)
+    if (mkdir(ctx.savedir, mode_of(ctx.confdir, 0755) & 0755U) != 0 && errno != EEXIST)
         return UCI_ERR_IO;
     file pending;
     int rc = open_pending(pending, ctx.savedir, p, O_RDWR | O_CREAT, LOCK_EX, mode_of(p.path, 0600));
