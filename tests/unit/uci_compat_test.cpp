@@ -721,6 +721,16 @@ TEST_F(UciCompat, DeletesASectionThatIsGivenAnEmptyType)
     uci_free_context(ctx);
 }
 
+TEST_F(UciCompat, DeletesASectionWhosePendingTypeIsEmpty)
+{
+    fs::create_directory(save);
+    write(save / "c", "c.main=''\nc.none=''\n");
+    uci_context *ctx = context();
+    EXPECT_EQ(value(ctx, "c.main"), "");
+    EXPECT_EQ(value(ctx, "c.@rule[0].n"), "0");
+    uci_free_context(ctx);
+}
+
 TEST_F(UciCompat, LooksUpFromPointersThatWereFilledByHand)
 {
     uci_context *ctx = context();
