@@ -24,7 +24,7 @@ struct byte_range {
 // than it must be, half of a pair, or a control character of the second set.
 struct sequence {
     byte_range first;
-    size_t length;
+    unsigned char length;
     byte_range second;
 };
 

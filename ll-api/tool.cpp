@@ -36,7 +36,7 @@ bool may_stand_quoted(unsigned char character)
 // The second set of control characters, as UTF-8 has it.
 bool has_later_control(const char *text)
 {
-    while ((text = strchr(text, '\xc2')) != nullptr) {
+    while ((text = strchr(text, 0xc2)) != nullptr) {
         const auto second = static_cast<unsigned char>(*++text);
         if (second >= 0x80 && second < 0xa0)
             return true;

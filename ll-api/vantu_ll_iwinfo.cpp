@@ -33,7 +33,7 @@ constexpr size_t line_size = 1024;
 constexpr int lines_of_station = 5;
 constexpr uint64_t kbit_of_mbit = 1000;
 // A reply of some hundreds of stations; one without end would fill the memory first.
-constexpr size_t longest_reply = 1024 * 1024;
+constexpr size_t longest_reply = 1U << 20U;
 
 constexpr auto _iwinfo_devicemac_size = vantu::record_size<station>;
 constexpr auto _iwinfo_devicemac_seeker = vantu::seek_text<&station::mac>;
