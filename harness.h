@@ -81,7 +81,7 @@ void _get_radios_the_kivsampler_way(vantu_platform_ops *ops, sclist_t *radios);
 
 // data-tests.cpp
 int test_get_headers(vantu_platform_ops *ops);
-// Writes a header and two rows to `csvfile`; -1 when it cannot be created.
+// Writes a header and two rows to `csvfile`; -1 when it cannot be created or written.
 int test_get_data_struct(const char *csvfile, vantu_platform_ops *ops, vantu_common_device *dev);
 // Reads such a file back.
 int test_csv_functions(const char *csvfile, vantu_platform_ops *ops);

@@ -394,6 +394,12 @@ in_trouble() {
 	expect_status 1 "$capture" -o /tmp/small/c.tar.gz
 	expect_err_has 'vantu-capture: /tmp/small/c.tar.gz cannot be written; is the disk full?'
 	expect_is 'c.tar.gz filler older' "$(cd /tmp/small && printf '%s ' * && cat c.tar.gz)"
+	# Its name can be guessed, and in /tmp somebody else could have made it.
+	printf 'kept' >/tmp/empty/victim
+	# shellcheck disable=SC2016
+	expect_status 1 sh -c 'ln -s victim "$2.$$.part" && exec "$1" -o "$2"' sh "$capture" /tmp/empty/c.tar.gz
+	expect_err_has 'vantu-capture: /tmp/empty/c.tar.gz cannot be written'
+	expect_is 'kept' "$(cat /tmp/empty/victim)"
 	# shellcheck disable=SC2016
 	expect_status 1 sh -c '"$1" -o - >/dev/full' sh "$capture"
 	expect_err_has 'vantu-capture: standard output cannot be written'

@@ -177,6 +177,11 @@ protected:
         std::ifstream file(path, std::ios::binary);
         return {std::istreambuf_iterator<char>(file), {}};
     }
+    void is_pending(const std::string &records) const
+    {
+        fs::create_directory(save);
+        write(save / "c", records);
+    }
     uci_context *context() const
     {
         uci_context *ctx = uci_alloc_context();
@@ -386,8 +391,7 @@ TEST_F(UciCompat, IgnoresAPendingRecordThatWasCutOff)
     for (size_t length = 0; length < records.size(); length++) {
         SCOPED_TRACE(length);
         reset();
-        fs::create_directory(save);
-        write(save / "c", records.substr(0, length));
+        is_pending(records.substr(0, length));
         uci_context *ctx = context();
         ASSERT_EQ(change(ctx, "=c.main.k=later"), 0);
         ASSERT_EQ(change(ctx, "cc"), 0);
@@ -405,8 +409,7 @@ TEST_F(UciCompat, IgnoresACutOffRecordBehindALineWithoutWords)
     for (const std::string records : {"\nc.main.a", "# edited\nc.main.a", " \n\nc.main.a='x"}) {
         SCOPED_TRACE(records);
         reset();
-        fs::create_directory(save);
-        write(save / "c", records);
+        is_pending(records);
         uci_context *ctx = context();
         ASSERT_EQ(change(ctx, "=c.main.k=later"), 0);
         ASSERT_EQ(change(ctx, "cc"), 0);
@@ -704,31 +707,27 @@ TEST_F(UciCompat, GivesAnAnonymousSectionAnotherNameWhenASectionOfTheFileTakesIt
 
 TEST_F(UciCompat, GivesAPendingAnonymousSectionAnotherNameWhenItsNameIsTaken)
 {
-    fs::create_directory(save);
-    write(save / "c", "+c.main='rule'\n");
+    is_pending("+c.main='rule'\n");
     uci_context *ctx = context();
     EXPECT_EQ(value(ctx, "c.main.a"), "old");
     EXPECT_EQ(value(ctx, "c.@rule[3]"), "rule");
     uci_free_context(ctx);
 }
 
-TEST_F(UciCompat, DeletesASectionThatIsGivenAnEmptyType)
+TEST_F(UciCompat, DeletesASectionThatIsGivenAnEmptyTypeAtOnceOrByAPendingRecord)
 {
-    uci_context *ctx = context();
-    ASSERT_EQ(change(ctx, "=c.main="), 0);
-    EXPECT_EQ(value(ctx, "c.main"), "");
-    EXPECT_EQ(value(ctx, "c.@rule[0].n"), "0");
-    uci_free_context(ctx);
-}
-
-TEST_F(UciCompat, DeletesASectionWhosePendingTypeIsEmpty)
-{
-    fs::create_directory(save);
-    write(save / "c", "c.main=''\nc.none=''\n");
-    uci_context *ctx = context();
-    EXPECT_EQ(value(ctx, "c.main"), "");
-    EXPECT_EQ(value(ctx, "c.@rule[0].n"), "0");
-    uci_free_context(ctx);
+    for (const bool at_once : {true, false}) {
+        reset();
+        if (!at_once)
+            is_pending("c.main=''\nc.none=''\n");
+        uci_context *ctx = context();
+        if (at_once) {
+            ASSERT_EQ(change(ctx, "=c.main="), 0);
+        }
+        EXPECT_EQ(value(ctx, "c.main"), "") << at_once;
+        EXPECT_EQ(value(ctx, "c.@rule[0].n"), "0") << at_once;
+        uci_free_context(ctx);
+    }
 }
 
 TEST_F(UciCompat, LooksUpFromPointersThatWereFilledByHand)
@@ -811,8 +810,7 @@ TEST_F(UciCompat, TrustsNoSaveDirectoryThatAnotherMayHaveFilled)
     };
     for (const auto &row : rows) {
         reset();
-        fs::create_directory(save);
-        write(save / "c", "c.main.a='evil'\n");
+        is_pending("c.main.a='evil'\n");
         if (!row.prepare()) {
             fs::remove_all(root_ / "elsewhere");
             continue;

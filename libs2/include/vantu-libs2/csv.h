@@ -138,8 +138,9 @@ uint64_t _get_delta64(uint64_t a, uint64_t b);
 int brcm_timeval_diff(struct timeval a, struct timeval b);
 
 // Appends the lines of the first file, each without its last character and with a line end, to the second. The last
-// character is taken for the line end: a last line without one loses a character. Returns 0; -1 when a file cannot be
-// opened, both are one file, or the lines cannot be written (the latter two are logged).
+// character is taken for the line end: a last line without one loses a character. Of a device, which may have no end,
+// 16,384 lines are taken. Returns 0; -1 when a file cannot be opened, or, logged, when both are one file, the lines
+// cannot all be read, or they cannot be written.
 int vantu_merge_fpingdq_csv_files(const char *non_ping_path, const char *ping_path);
 
 #ifdef __cplusplus

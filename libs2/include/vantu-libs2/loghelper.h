@@ -33,8 +33,8 @@ void error_dumper_helper_callback(log_Event *ev);
 
 // Appends a line and a line end to a file. *fd is its descriptor, or -1, which opens (and creates) it; it stays open.
 // When the file's size plus the line's length reaches `max_size`, the file is rotated, keeping `rotations` old ones,
-// and a new one is begun. A file that was deleted or replaced from outside is opened anew. Failures are reported on
-// standard error.
+// and a new one is begun. A file that was deleted or replaced from outside is opened anew. A link, also in place of the
+// folder, and a FIFO are not written to. Failures are reported on standard error.
 void filelogger_write_line(int *fd, const char *path, int rotations, size_t max_size, const char *line);
 
 // Renames PATH.n to PATH.n+1 for n from `rotations` down to 1, and PATH to PATH.1. Returns 0.

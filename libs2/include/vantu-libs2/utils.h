@@ -21,7 +21,8 @@ int ubus_cmd_call(const char *object, const char *method, const char *json, char
 int heartbeat(const char *path);
 
 // Copies a file to a new one (mode 0666 less the umask). Returns 0; -1 when `to` exists, `from` cannot be read or
-// the copy cannot be written (logged, errno tells why, and no part of a copy is left behind).
+// the copy cannot be written (logged, errno tells why, and no part of a copy is left behind). A FIFO that stays without
+// text for a second cannot be read.
 int vantu_cp(const char *to, const char *from);
 
 // Reads a whole file into a new NUL-terminated buffer, which the caller frees; of one that tells no size, as those of

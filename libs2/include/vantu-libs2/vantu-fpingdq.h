@@ -36,7 +36,7 @@ int vantu_fpingdq_clear_table(sclist_t *list);
 int vantu_fpingdq_fill_csv_table(sclist_t *table, vantu_fpingdq_ping *record);
 
 // Append the pings of a file to `list`, finding the columns by the names in its header. Return the list's size; 0
-// when the file cannot be opened (logged).
+// when the file cannot be opened (logged). One that cannot be read is logged, too; of a device 16,384 lines are read.
 //
 // The first takes the platform's data row of each line as well (csv_string_to_data_struct of the same fields, from
 // the first on) and keeps a line whose number of fields is not the header's; the second takes the pings only and skips

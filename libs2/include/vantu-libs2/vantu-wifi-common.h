@@ -340,8 +340,9 @@ int vantu_util_new_str_len(const char *start, const char *position, int size);
 // ---- CSV files and printing ----
 
 // Appends the platform's data rows of a CSV file with a header line to `list` (made by init_data_struct_list): one row
-// for each line that has as many fields as the header; other lines are logged. Returns the list's size; a file that
-// cannot be opened is logged.
+// for each line that has as many fields as the header; other lines are logged. Returns the list's size. Logged are also
+// a file that cannot be opened or read, a lack of memory, which ends the reading, and a device, of which 16,384 lines
+// are read.
 int vantu_common_csv_to_data_list(sclist_t *list, const char *path, vantu_platform_ops *ops);
 
 // Print a line per radio or device on standard output.
